@@ -1,0 +1,204 @@
+// Joint torque of the arm: the torque cycle, gravity and friction, hand guiding, collision supervision,
+// identification, status.
+//
+// Joint arrays have six elements, joint 1 at index 0. Joint torques are N m on the joint's side of the gear;
+// rated motor torques are N m on the motor's side. Frames: B robot base, E end (flange).
+//
+// "Cycle" marks a function of the host's real-time cycle, "command" one of its command handlers. Commands
+// check everything first, store and persist after that, and a refused one leaves blocks and settings as they
+// were unless its comment says otherwise.
+#pragma once
+
+#include <stdint.h>
+
+#include "tarnexport.h"
+#include "tarnmath/tarnmath.h"
+
+extern "C" {
+
+// ==== the torque cycle
+
+// Turns the state of the arm into the motor currents how.currentSet, thousandths of the rated motor torque:
+// joint torque model by mcb.newTeachEnable, friction compensation, gear ratio, torque-servo override.
+//
+// q: joint positions that the torque model takes, degrees.
+//
+// Cycle, exactly once: after the sensor intake and after the host has refreshed how.currentFeedback, the
+// joint and Cartesian state in mpb and, with torque servo on, mpb.jTorque; before how.currentSet goes to the
+// drives. Runs in every mpb.state.
+//
+// Writes how.currentSet[i] for i below mpb.sysJntsNo, truncated toward zero; a value beyond 16 bits wraps.
+// With a mcb.robotInstallPos above 3 the torque model's currents keep their last values. Also writes the
+// selected load record to mpb.frictionValue[0..3] (weight, kg, then center of mass, mm, E), and 0.5 to a
+// mpb.friction_Free[i] below -1e-6 or above 1. Cannot fail.
+TARN_API void gravityTorqueControl(JNTS* q);
+
+// ==== gravity torque and rated torque
+
+// Joint torque that holds the arm and its load still, as mounting and robot type ask for it: mounts 0 floor,
+// 1 wall, 2 ceiling of mcb.robotInstallPos take the host's gravity service on most types, mount 3 and the
+// other types zvmcGravityTorque.
+//
+// q: joint positions, degrees. exload: load in E, kg and mm. gtorque->v: six torques, N m; left alone on a
+// mount above 3, and on mounts 0 to 2 with types 501 to 700 and 801 to 900. Returns 0. Cycle.
+TARN_API int zvmcNewGravityTorque(JNTS* q, EX_LOAD* exload, JNTS* gtorque);
+
+// The library's own gravity torque, for any mounting: gravity in B follows mcb.robotInstallYangle and
+// robotInstallZangle, the arm mcb.robotType.
+//
+// q: joint positions, degrees, not changed. exload: load in E, kg and mm. gtorque->v: all six torques, N m;
+// zero for types 704 to 900 and 902, which have no parameter set here. Returns 0. Cycle.
+TARN_API int zvmcGravityTorque(JNTS* q, EX_LOAD* exload, JNTS* gtorque);
+
+// The same in closed form, for given parameters. The arm's shape is fixed: three parallel axes, then three
+// of the wrist.
+//
+// paramSDH[6]: lengths d1, a2, a3, d4, d5, d6, mm; the signs of a2 and a3 do not matter. paramM[6]: link
+// masses, kg. paramC[18]: centers of mass, three numbers a link in its own Denavit-Hartenberg frame, mm.
+// Extload[10]: load, mass in kg, center of mass in E in mm, six more that are not read. Gravity[3]: m/s^2,
+// in B. joint_position[6]: degrees. torq[6]: output, N m. A sixth link without mass and load gives non-finite
+// torques. Holds no state, reads no block; from anywhere.
+TARN_API void zvmcInvGravity(const double* paramSDH, const double* paramM, const double* paramC,
+                             const double* Extload, const double* Gravity, const double* joint_position,
+                             double* torq);
+
+// Rated motor torque of each joint for mcb.robotType, out of mpb.moterRatedTorque_60 to _130L.
+// jTorque[6]: output, N m, motor side. Returns 0. Cycle and command.
+TARN_API int zvmcJointDefaultTorque(float* jTorque);
+
+// ==== friction
+
+// Friction torque of the joints at given velocities, by mcb.robotType. In mpb.state 4 (hand guiding) the
+// gains mpb.ForDeadGain, RevDeadGain, ForFastGain, RevFastGain act, and a fixed share of the torque is taken.
+//
+// jvel->v: joint velocities, degrees/ms; the curves see them held within the fitted range. value[6]: output,
+// N m, written for joints below mpb.sysJntsNo, and for joint 3 in hand guiding whatever their number; zero
+// for types 704 to 800, which have no curves. A velocity beyond four times mpb.defaultJointVel.v[i]
+// (degrees/s) is taken for a bad measurement: it is logged, and all torques are zero. Returns 0. Cycle and
+// command. Does not look at mcb.fricCompensationFlag: that is the caller's.
+TARN_API int frictionCompensation(JNTS* jvel, double* value);
+
+// Friction curves of the five drive sizes: torque, N m, at jointVel, degrees/ms. One fit holds below
+// 10 degrees/s, another from there on. Size 25 follows mcb.jointStiffnessType. Size 32 alone has a true dead
+// zone, zero below 1 degree/s. Cycle and command.
+TARN_API double joint14FrictionCalculate_deadzone(double jointVel);
+TARN_API double joint17FrictionCalculate_deadzone(double jointVel);
+TARN_API double joint25FrictionCalculate_deadzone(double jointVel);
+TARN_API double joint32FrictionCalculate_deadzone(double jointVel);
+TARN_API double joint40FrictionCalculate_deadzone(double jointVel);
+
+// The same curves for hand guiding: none has a dead zone, and the torque is scaled by one gain. The "Dead"
+// gains act below 10 degrees/s, the "Fast" ones from there on; the "For" gains at positive velocity, the
+// "Rev" ones otherwise. Cycle and command.
+TARN_API double joint14FrictionCalculate_deadzone_DRAG(double jointVel, double ForDeadGain,
+                                                       double RevDeadGain, double ForFastGain,
+                                                       double RevFastGain);
+TARN_API double joint17FrictionCalculate_deadzone_DRAG(double jointVel, double ForDeadGain,
+                                                       double RevDeadGain, double ForFastGain,
+                                                       double RevFastGain);
+TARN_API double joint25FrictionCalculate_deadzone_DRAG(double jointVel, double ForDeadGain,
+                                                       double RevDeadGain, double ForFastGain,
+                                                       double RevFastGain);
+TARN_API double joint32FrictionCalculate_deadzone_DRAG(double jointVel, double ForDeadGain,
+                                                       double RevDeadGain, double ForFastGain,
+                                                       double RevFastGain);
+TARN_API double joint40FrictionCalculate_deadzone_DRAG(double jointVel, double ForDeadGain,
+                                                       double RevDeadGain, double ForFastGain,
+                                                       double RevFastGain);
+
+// Chooses the fit of the size 25 curve, 0 or 1. Stores mcb.jointStiffnessType and persists
+// FRIC_JOINTSTIFFNESSTYPE. Returns 0, or -1 for any other Type. Command.
+TARN_API int tmcSetJointStiffnessType(int Type);
+
+// Sets the gains of the hand-guiding curves, four arrays of six, each value 0.5 to 1.5. Stores
+// mpb.ForDeadGain, RevDeadGain, ForFastGain, RevFastGain and persists FORDEAD_GAIN1 to 6, REVDEAD_GAIN1 to 6,
+// FORFAST_GAIN1 to 6, REVFAST_GAIN1 to 6. Returns 0, or -1 for a value out of range. The first call since
+// load sets all gains in mpb to 1 before it checks, so they are sane even when it is refused. Command.
+TARN_API int tmcSetJointFrictionGain(double* ForDeadGain, double* RevDeadGain, double* ForFastGain,
+                                     double* RevFastGain);
+
+// Switches friction compensation off (0) or on (1). Stores mcb.fricCompensationFlag, tells the safety board
+// where it is in charge, and persists FRIC_COMPENSATION. Returns 0, or -1 for a status above 1. Command.
+TARN_API int tmcFrictionCompensationOnOff(uint8_t status);
+
+// Sets the share of the friction torque that the cycle compensates, freet[6], 0 to 1. Stores
+// mpb.friction_Free for joints below mpb.sysJntsNo, tells the safety board where it is in charge, and
+// persists FRIC_VALUE_FREE_J1 to J6. Returns 0, or -1 for a value below -1e-6 or above 1. Command.
+TARN_API int tmcSetFrictionValue_free(float* freet);
+
+// ==== records and constants
+// clang-format off
+
+// ---- hand guiding
+
+struct Interfere {                    // interference zones as the guiding regulators take them
+    int     flag;                     // -        0 outside, 1 in a joint zone, other: in a Cartesian one
+    int     flag1;                    // -        arm family: 0 A, 1 B, 2 C, 3 D, 4 E
+    uint8_t entryInterfere[6];        // -        joint zone entered, by joint; carried along
+    uint8_t entry_cube_interference;  // -        Cartesian zone entered; carried along
+    uint8_t entry_safety_planes[8];   // -        safety plane crossed; carried along
+};
+
+struct Compedence {                   // reference that a guiding regulator pulls back to
+    int  compedence_index;            // cycles   since the reference was latched; latches at 0 or less
+    TRSF initpos;                     // m        reference pose in B; meters, unlike other poses
+};
+
+// ---- collision supervision
+
+#define RESUMECOLLISIONTIME 200       // cycles   that supervision rests after a pause has ended
+#define SAVEMSGSIZE 200               // cycles   that the collision trace holds
+
+// ---- identification of the tool load
+
+struct SIMPLE_LOADIDENTIFY {          // load from nine poses, taken without and with it
+    uint8_t flag;                     // -        0: the bare arm is being recorded, 1: the arm with its load
+    float   f_non[9][6];              // N, N m   end wrench by pose, bare arm
+    float   f_load[9][6];             // N, N m   end wrench by pose, with load
+    TRSF    POS[9];                   // mm       pose by record, E in B, from the bare arm's pass
+    double  left_sum[4][4];           //          summed normal matrix
+    double  right_sum[4];             //          summed right side
+};
+
+// ---- identification of inertial parameters
+
+struct Store {                        // normal equations of the base parameters, over the samples of a run
+    dmat left_sum;                    // 27 x 27  summed normal matrix, inverted in place at the end
+    dmat left;                        // 27 x 27  the sample's Hb' Hb
+    dmat right;                       // 27 x 1   the sample's Hb' joint
+    dmat right_sum;                   // 27 x 1   summed right side, then the solution
+    dmat joint;                       // 3 x 1    the sample's measured torques of joints 4 to 6, N m
+    dmat Hb;                          // 3 x 27   the sample's regressor
+    dmat Hb_tr;                       // 27 x 3   its transpose
+    int  index;                       // -        0 at setup and release
+};
+
+struct Minimum_Inertial_Set {         // result of a run
+    double X[48];                     //          base parameters; the first 27 are written
+    int    flag;                      // -        1 while identification runs
+    int    flag1;                     // -        1 from setup on; nothing reads it
+};
+
+// ---- identification of one joint: friction, drive-side model
+
+struct SINGLEJOINTIDENTIFY {
+    uint8_t  jointNum;                // -            joint of the friction run, counted from 0
+    uint16_t jointFrictionOnlineFlag; // -            1 while friction samples are taken
+    uint8_t  jointModelNum;           // -            joint of the model check, counted from 1
+    uint16_t jointModelOnlineFlag;    // -            1 while the drive identifies
+    uint16_t JointModelType;          // -            what the drive identifies, its code
+    float    jointAccFilter[6];       // -            nothing reads or writes it
+    double   slowJointVel[40];        // degrees/s    slow bins, 20 up then 20 down; rad/s after the fit
+    double   slowJointTorque[40];     // N m          their mean excess torque, motor side
+    double   highJointVel[60];        // degrees/s    fast bins, 30 up then 30 down; rad/s after the fit
+    double   highJointTorque[60];     // N m          their mean excess torque, motor side
+    float    tempJointVel[10];        // degrees/s    samples of the bin being filled
+    float    tempJointTorque[10];     // N m          likewise
+    float    sumJointVel;             // degrees/s    sum over the bin
+    float    sumJointToruqe;          // N m          sum over the bin
+    int      count;                   // -            samples in the bin
+};
+
+// clang-format on
+
+}  // extern "C"

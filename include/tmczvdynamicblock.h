@@ -1,0 +1,7 @@
+// Inverse dynamics of the common arm shape (three parallel axes, then the wrist) in single precision, with
+// torques, gravity, mass and Coriolis matrices in one pass. The torque model of the cycle in full dynamics
+// mode.
+#pragma once
+
+#include "tarnexport.h"
+#include "tarnmath/tarnmath.h"

@@ -1,0 +1,22 @@
+# Compiler settings that hold for every target of this build.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
+# No contraction: the same inputs give the same bits with and without a fused multiply-add.
+add_compile_options(-ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+option(TARN_WERROR "Treat warnings as errors" OFF)
+if(TARN_WERROR)
+    add_compile_options(-Werror)
+endif()
+
+if(TARN_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,0 +1,18 @@
+// Persisting settings through the host, in single precision whatever the field's width. Command handlers
+// only.
+#pragma once
+
+#include "tarntools/tools_config.h"
+
+namespace tarn {
+
+// One key of the user configuration file.
+inline void persist(const char* section, const char* key, double value) {
+    ConfigWriteEntry(USER_CONFIG_FILE, section, key, static_cast<float>(value));
+}
+
+// Six keys, joints (or axes) 1 to 6 in order: '#' in keyPattern stands for the number.
+void persistSix(const char* section, const char* keyPattern, const double (&values)[6]);
+void persistSix(const char* section, const char* keyPattern, const float (&values)[6]);
+
+}  // namespace tarn

@@ -1,0 +1,20 @@
+// The torque cycle: the arm's state in, six motor currents out, once per millisecond.
+#include "cycle/stages.h"
+#include "friction/compensation.h"
+#include "tmcforceblock.h"
+
+using namespace tarn;
+
+void gravityTorqueControl(JNTS* q) {
+    CycleFrame frame = {};
+    frame.q = q;
+
+    customCollisionEnd();
+    loadIn(frame);
+    loadPublication();
+    zvmcJointDefaultTorque(frame.JointTorque);
+    torqueModel(frame);
+    frictionStage(frame);
+    currentCommand(frame);
+    torqueServoOverride(frame);
+}

@@ -28,9 +28,10 @@ extern "C" {
 // drives. Runs in every mpb.state.
 //
 // Writes how.currentSet[i] for i below mpb.sysJntsNo, truncated toward zero; a value beyond 16 bits wraps.
-// With a mcb.robotInstallPos above 3 the torque model's currents keep their last values. Also writes the
-// selected load record to mpb.frictionValue[0..3] (weight, kg, then center of mass, mm, E), and 0.5 to a
-// mpb.friction_Free[i] below -1e-6 or above 1. Cannot fail.
+// With a mcb.robotInstallPos above 3 they keep their last values, but for the commands of torque servo. Also
+// writes the selected load record to mpb.frictionValue[0..3] (weight, kg, then center of mass, mm, E; nothing
+// for a mpb.loadNum past the records), and on mounts 0 to 3 0.5 to a mpb.friction_Free[i] below -1e-6 or
+// above 1. Cannot fail.
 TARN_API void gravityTorqueControl(JNTS* q);
 
 // ==== gravity torque and rated torque
@@ -50,8 +51,8 @@ TARN_API int zvmcNewGravityTorque(JNTS* q, EX_LOAD* exload, JNTS* gtorque);
 // zero for types 704 to 900 and 902, which have no parameter set here. Returns 0. Cycle.
 TARN_API int zvmcGravityTorque(JNTS* q, EX_LOAD* exload, JNTS* gtorque);
 
-// The same in closed form, for given parameters. The arm's shape is fixed: three parallel axes, then three
-// of the wrist.
+// The same in closed form, for given parameters. The arm's shape is fixed: an upright first axis, three
+// parallel ones (joints 2 to 4), two of the wrist.
 //
 // paramSDH[6]: lengths d1, a2, a3, d4, d5, d6, mm; the signs of a2 and a3 do not matter. paramM[6]: link
 // masses, kg. paramC[18]: centers of mass, three numbers a link in its own Denavit-Hartenberg frame, mm.
@@ -68,12 +69,13 @@ TARN_API int zvmcJointDefaultTorque(float* jTorque);
 
 // ==== friction
 
-// Friction torque of the joints at given velocities, by mcb.robotType. In mpb.state 4 (hand guiding) the
-// gains mpb.ForDeadGain, RevDeadGain, ForFastGain, RevFastGain act, and a fixed share of the torque is taken.
+// Friction torque of the joints at given velocities, by mcb.robotType. In mpb.state 4 (hand guiding) a
+// fixed share of the torque is taken, and the gains mpb.ForDeadGain, RevDeadGain, ForFastGain, RevFastGain
+// act on types 0 to 500, 701 to 703 and 1001.
 //
-// jvel->v: joint velocities, degrees/ms; the curves see them held within the fitted range. value[6]: output,
-// N m, written for joints below mpb.sysJntsNo, and for joint 3 in hand guiding whatever their number; zero
-// for types 704 to 800, which have no curves. A velocity beyond four times mpb.defaultJointVel.v[i]
+// jvel->v: joint velocities, degrees/ms; the curves see them held within limits. value[6]: output,
+// N m, written for joints below mpb.sysJntsNo, and in hand guiding, but on types 201 to 300, always for joint
+// 3; zero for types 704 to 800, which have no curves. A velocity beyond four times mpb.defaultJointVel.v[i]
 // (degrees/s) is taken for a bad measurement: it is logged, and all torques are zero. Returns 0. Cycle and
 // command. Does not look at mcb.fricCompensationFlag: that is the caller's.
 TARN_API int frictionCompensation(JNTS* jvel, double* value);

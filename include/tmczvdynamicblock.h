@@ -1,4 +1,4 @@
-// Inverse dynamics of the common arm shape (three parallel axes, then the wrist) in single precision, with
+// Inverse dynamics of the common arm shape (joints 2 to 4 parallel) in single precision, with
 // torques, gravity, mass and Coriolis matrices in one pass. The torque model of the cycle in full dynamics
 // mode.
 #pragma once

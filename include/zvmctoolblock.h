@@ -16,44 +16,7 @@ typedef double        real_T;
 typedef float         real32_T;
 typedef unsigned char boolean_T;
 
-// ---- filters; all sampled at 1 kHz
-
-// History of the fixed filter sections, of up to three signals at once. Rows are samples in time, the newest
-// at `index`, columns the six joints or axes. Output rows hold the deviation from the offset, "after" rows
-// the offset added back. Units are those of the signal.
-struct filter {
-    double j_pos[6][6];            //           first signal: input
-    double prej_pos[6][6];         //           first signal: output
-    double afterj_pos[6][6];       //           first signal: output with offset
-    double j_pos0[6];              //           first signal: offset, latched at the first sample
-    double tau[6][6];              //           second signal: input
-    double pre_tau[6][6];          //           second signal: output
-    double after_tau[6][6];        //           second signal: output with offset
-    double tau0[6];                //           second signal: offset
-    int    index;                  // -         row of the current sample, 0 to 6
-    int    index1;                 // -         running count of samples, for the user
-    double j_acc[6][6];            //           third signal: input
-    double prej_acc[6][6];         //           third signal: output
-    double afterj_acc[6][6];       //           third signal: output with offset
-    double j_acc0[6];              //           third signal: offset
-    int    index2, index3;         // -         further counts; nothing reads them
-    double low_dual[6][6];         //           never written, stays zero
-    double high_dual[6][6];        //           never written, stays zero
-};
-
-#define FILTERMAXLEN 6
-
-// Low-pass of one channel that carries its own coefficients, `a` the denominator with a[0] = 1, `b` the
-// numerator.
-struct BUTTERWORTHFILTER {
-    double pos[FILTERMAXLEN];        //         input, deviation from pos0
-    double pre_pos[FILTERMAXLEN];    //         output, deviation from pos0
-    double after_pos[FILTERMAXLEN];  //         output with pos0 added back
-    double pos0;                     //         offset, the first sample
-    int    index;                    // -       row of the current sample, 0 to 6
-    int    N;                        // -       coefficients per side: 3 or 5, 0 for none
-    double a[10], b[10];             // -       coefficients, the first N in use
-};
+// ---- filters
 
 #define BUFFER_SIZE 100
 

@@ -43,7 +43,7 @@ int zvHalGetAxleDin(uint16_t* value);
 // Announces the device types attached, one bit each; bit 0 is the force sensor. Command.
 int zvHalEnableAxleDeviceType(uint8_t value);
 
-// Writes reg_num registers (one or two) of the sensor at dev_addr, from the address reg_h_addr, reg_l_addr
+// Writes reg_num registers of the sensor at dev_addr, from the address reg_h_addr, reg_l_addr
 // on, with data1 and data2. Command.
 int zvHalSetAxleSensorData(uint8_t dev_addr, uint8_t reg_h_addr, uint8_t reg_l_addr, uint8_t reg_num,
                            uint16_t data1, uint16_t data2);

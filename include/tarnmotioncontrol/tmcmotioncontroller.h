@@ -53,18 +53,18 @@ int tmcGetInverseKinematicNoLine(int flag, ROBCARTPOS pose, ROBPOS* joints);
 // Flange pose of given joints: E in B. Returns 0. Cycle.
 int newFwdKinematics(JNTS* joints, TRSF* pose);
 
-// Flange pose (E in B) of six joints. flag is 1 for the joints that the cycle was given, 0 for measured
-// ones; equal joints give equal poses. Returns 0. Cycle.
+// Flange pose (E in B) of six joints. flag is 1 for the joints that the torque cycle was given, 0
+// for others; equal joints give equal poses. Returns 0. Cycle.
 int jointTrsfToEndCartTCF_RT(int flag, double* joints, ROBCARTPOS* pose);
 
 // Tool pose (T in B) of six joints; flag as above. Returns 0. Cycle.
 int jointTrsfToToolCartTCF_RT(int flag, double* joints, ROBCARTPOS* pose);
 
-// Pose given in B, expressed in workpiece frame number workPieceNum: W <- B. Returns 0. Cycle.
+// Pose given in B, expressed in workpiece frame number workPieceNum: W <- B. Returns 0. Cycle and command.
 int baseTrsfToWorkPiece(int workPieceNum, TRSF pose, TRSF* out);
 
 // Pose given in B, expressed relative to the external axis: para holds the axis' geometry,
-// externalAxisInBase its present pose in B. Returns 0. Cycle.
+// externalAxisInBase its present pose in B. Returns 0. Cycle and command.
 int toolInBaseTrsfToToolInExAxis_RealTime(TRSF pose, EXAXIS_DHPARA para, TRSF externalAxisInBase, TRSF* out);
 
 // Transform of one link in standard Denavit-Hartenberg form: Rz(theta) Tz(d) Tx(a) Rx(alpha). Angles in

@@ -57,7 +57,7 @@
 #define ZVDRIGHTRANGE     400
 #define ZVELEFTRANGE      401          // family E
 #define ZVERIGHTRANGE     500
-#define ORBALEFTRANGE     501          // ORBA and ORBB: no model of their own, run as unknown codes
+#define ORBALEFTRANGE     501          // ORBA and ORBB: no arm model of their own
 #define ORBARIGHTRANGE    600
 #define ORBBLEFTRANGE     601
 #define ORBBRIGHTRANGE    700
@@ -180,7 +180,7 @@ struct JOG_CONTROL {                   // mcb.jogControl
 };
 
 struct SAFETY_PARA {                   // mcb.safetyPara
-    uint8_t  safetyStopEnable;         // -          host  2: a safety board is in charge; 0, 1: none
+    uint8_t  safetyStopEnable;         // -          host  2: safety board in charge; 1: none, gate always open
     uint16_t safetyIslandErrorCode;    // -          host  its verdict: 7 to 12 collision of joint 1 to 6, 27 momentum,
                                        //                  28 power, 29 to 34 commanded current
 };
@@ -227,7 +227,7 @@ struct COLLISION_DETECTION {           // mcb.collisionDetection
 };
 
 // Fit of one joint of the torque record: a cubic through the latest samples. The host's own; the library
-// keeps it, copies it and hands it back to the spline services.
+// keeps it, copies it and hands it back to the spline services. Its size is part of the block's layout.
 struct Bsplinep {
     int    num;                        // -          host  points in use, at most 4
     int    end;                        // -          host  the last point of the record has come
@@ -246,7 +246,7 @@ struct TORQUE_RECORD {                 // mcb.torqueRecordCtl: motor currents of
     short    torqueRecord[6][MAXTORQUERECORDNUM];
                                        // 0.001      lib   samples of how.currentFeedback
     Bsplinep torqueBSpline[6];         //            both  fit of each joint
-    dmat     torqueBSplineMat;         //            host  work matrix of the fit
+    dmat     torqueBSplineMat;         //            both  work matrix that the library hands to the fit
 };
 
 // ---- records of mcb: load identification
@@ -268,8 +268,8 @@ struct LOAD_IDENTIFY {                 // mcb.loadIdentify: by scripted motion, 
 };
 
 struct LOAD_IDENTIFY_DYN {             // mcb.loadIdentifyDyn: by the force sensor, under the operator's hand
-    uint8_t loadIdentifyDynCtl;        // -          both  on; the sensed force then keeps zero and load
-    int     loadIdentifyDynTime;       // cycles     both  span of five samples, 0 to 1000
+    uint8_t loadIdentifyDynCtl;        // -          both  on; load and zeroOffset are then left in the sensed force
+    int     loadIdentifyDynTime;       // ms         both  time from sample to sample, 0 to 1000; below 5: no sample
 };
 
 // ---- records of mcb: force sensor and force-controlled motion
@@ -298,7 +298,7 @@ struct EndForceDrag {                  // dragging the arm by the force sensor: 
     double M[6];                       // kg, kg m2                 both  inertia
     double B[6];                       // N s/m, N m s/rad          both  damping
     double K[6];                       // N/m, N m/rad              both  stiffness
-    int    flag;                       // -                         lib   drag requested
+    int    flag;                       // -                         both  drag requested
     int    adaptive_sign;              // -                         both  damping adapts to force and environment
     int    interfere_drag_sign;        // -                         both  virtual wall in use
     int    singularityConstraintsFlag; // -                         both  near a singularity: 1 joint drag, else soft constraint
@@ -356,8 +356,8 @@ struct FORCE_CONTROL {                 // mcb.forceControl
     double             constForceMaxAng;        // deg        lib   limit of the correction
     double             grindingToolR;           // mm         lib   tool radius
     uint8_t            buffFlag;                // -          lib   the queue of axle telegrams collects
-    double             dxSum, dySum, dzSum;     // mm, R      lib   accumulated correction
-    double             daSum, dbSum, dcSum;     // deg, R     lib   accumulated correction
+    double             dxSum, dySum, dzSum;     // mm         lib   accumulated correction (frame of the control: S, B or R)
+    double             daSum, dbSum, dcSum;     // deg        lib   accumulated correction, same frame
     uint8_t            forceadjustsign;         // -          lib   gains tune themselves
     COMPLIANCE         compliance;              //            lib
     EndForceDrag       endforcedrag;            //            both
@@ -408,12 +408,12 @@ struct MOTION_CONTROL_BLOCK {
     uint8_t             collisionPauseFlag;     // -          both  reaction to a collision: 0 pause, 1 alarm only, 2 stop;
                                                 //                  then hand guiding: 3 free for 1000 cycles, 4 on a spring
                                                 //                  for 5000 cycles, 5 with push-back for safeTime cycles
-    uint8_t             collisionStateback;     // -          lib   1 from a collision to the end of the guiding after it
+    uint8_t             collisionStateback;     // -          both  joint collision, until the guiding after it ends or the host clears it
     COLLISION_DETECTION collisionDetection;     //            both
     TORQUE_RECORD       torqueRecordCtl;        //            lib
     uint8_t             momentumPowerEnableFlag;// -          both  the safety board watches momentum and power
-    float               momentumLimit;          // kg m/s     both  its limit
-    float               powerLimit;             // W          both  its limit
+    float               momentumLimit;          // as board   both  its limit, in the safety board's unit
+    float               powerLimit;             // as board   both  its limit, in the safety board's unit
 
     // load identification
     LOAD_IDENTIFY     loadIdentify;             //            lib
@@ -530,7 +530,7 @@ struct MOTION_PARAMETER_BLOCK {
     float   jTorqueTheory[6];                   // N m        lib   expected motor torque, for display
     float   jActualTheory[6];                   // N m        lib   measured motor torque, for display
     uint8_t jointCollisionMode[6];              // -          lib   last detector: 0 dual encoder, 1 momentum observer
-    double  momentumObserverValue[6];           // N m        lib   residual of the observer, for display
+    double  momentumObserverValue[6];           // -          lib   residual of the observer, for display
     double  dualEncCollisionValue[6];           // deg, N m   lib   limit of that detector, for display
     uint8_t interfereJointCubeFlag;             // -          host  0 outside, 1 in a joint zone, 2 in the box
 

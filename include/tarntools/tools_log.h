@@ -13,7 +13,7 @@
 
 extern "C" {
 
-// The library writes events at LOG_INFO and bad data at LOG_ERR.
+// As a rule the library writes events at LOG_INFO and bad data at LOG_ERR.
 enum __severity_e {
     LOG_UNKNOWN = 0,
     LOG_DEBUG = 1,

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "dynamics/mounting.h"
 #include "model/type_table.h"
 #include "support/joints.h"
 #include "support/to_integer.h"
@@ -17,8 +18,6 @@ struct TorqueCycle {
 TorqueCycle torqueCycle;
 
 enum TorqueModel { GravityOnly = 0 };  // mcb.newTeachEnable
-
-constexpr int kFreeAngleMount = 3;  // last mounting code with a current command
 
 // Gear ratio of the current command, by joint.
 struct GearRatio {
@@ -36,7 +35,7 @@ constexpr GearRatio kGearRatioOther =
 // clang-format on
 
 constexpr double kServoRatio = 100.0;     // torque servo: the same for every type
-constexpr double kServoEfficiency = 0.7;  // torque servo: share of the motor's torque that reaches the joint
+constexpr double kServoScale = 0.7;       // torque servo: divides the commanded torque, with no gear ratio
 constexpr double kNoServoTorque = 1e-06;  // N·m; a smaller command is none
 
 // Motor current in thousandths of rated torque that gives the joint its torque and its share of friction.
@@ -48,7 +47,7 @@ std::int16_t currentOf(const CycleFrame& frame, int i, double ratio) {
 
 }  // namespace
 
-// A program that ends out of a pause ends the watch of the custom thresholds.
+// A motion that ends out of a pause ends the watch of the custom thresholds.
 void customCollisionEnd() {
     if (torqueCycle.lastState == TGEN_PAUSE && mpb.state == TGEN_IDLE &&
         mcb.collisionDetection.CustomCollisionFlag != 0 && mpb.collisionThresholdMode == 1)
@@ -79,7 +78,7 @@ void torqueModel(CycleFrame& frame) {
 
 // With an unknown mounting the currents keep their last values.
 void currentCommand(const CycleFrame& frame) {
-    if (mcb.robotInstallPos > kFreeAngleMount) return;
+    if (mcb.robotInstallPos > FreeAngleMount) return;
     const GearRatio& ratio = byType(kGearRatio, kGearRatioOther, mcb.robotType);
     const int joints = armJoints();
     for (int i = 0; i < joints; i++) {
@@ -98,7 +97,7 @@ void torqueServoOverride(const CycleFrame& frame) {
             how.currentSet[i] = currentOf(frame, i, kServoRatio);
         else
             how.currentSet[i] =
-                toInt16((torque / static_cast<double>(frame.JointTorque[i])) * 1000.0 / kServoEfficiency);
+                toInt16((torque / static_cast<double>(frame.JointTorque[i])) * 1000.0 / kServoScale);
     }
 }
 

@@ -55,20 +55,19 @@ constexpr TypeRow<GravitySource> kGravitySources[] = {
 
 using GravityService = int (*)(JNTS*, EX_LOAD*, JNTS*, int);
 
-// By mcb.robotInstallPos: floor, wall, ceiling.
+// By mounting.
 constexpr GravityService kGravityServices[] = {
-    tmcDynComGravityExload,
-    tmcDynComGravityExloadWall,
-    tmcDynComGravityExloadCeiling,
+    tmcDynComGravityExload,         // FloorMount
+    tmcDynComGravityExloadWall,     // WallMount
+    tmcDynComGravityExloadCeiling,  // CeilingMount
 };
-constexpr int kFreeAngleMount = 3;
 
 }  // namespace
 
 int zvmcNewGravityTorque(JNTS* q, EX_LOAD* exload, JNTS* gtorque) {
     const int mount = mcb.robotInstallPos;
-    if (mount > kFreeAngleMount) return 0;
-    if (mount == kFreeAngleMount) return zvmcGravityTorque(q, exload, gtorque);
+    if (mount > FreeAngleMount) return 0;
+    if (mount == FreeAngleMount) return zvmcGravityTorque(q, exload, gtorque);
 
     const GravitySource source = byType(kGravitySources, kFallback, mcb.robotType);
     switch (source.kind) {
@@ -101,18 +100,18 @@ int zvmcGravityTorque(JNTS* q, EX_LOAD* exload, JNTS* gtorque) {
     return 0;
 }
 
-// Two passes in link coordinates. Outward: gravity as each link frame sees it. Inward: mass and first moment of
-// all that a joint carries, about the joint's own frame. The joint's torque is what its axis feels of the moment
-// of that weight, with the sign that holds the arm still. Lengths stay in mm until the last line.
-// The loops are unrolled so that the fixed twists and zero lengths of the shape fold away.
+// Two passes in link coordinates. Outward: gravity as each link frame sees it. Inward: mass and first moment
+// of all that a joint carries, about the joint's own frame. The joint's torque is what its axis feels of the
+// moment of that weight, with the sign that holds the arm still. Lengths stay in mm until the last line. The
+// loops are unrolled so that the fixed twists and zero lengths of the shape fold away.
 void zvmcInvGravity(const double* paramSDH, const double* paramM, const double* paramC, const double* Extload,
                     const double* Gravity, const double* joint_position, double* torq) {
     // Standard DH, Rz(theta) Tz(d) Tx(a) Rx(alpha): sine of alpha, which is 0 or a quarter turn. Links with a
     // length along x have none along z, and the other way around.
     constexpr int sinAlpha[6] = {1, 0, 0, 1, -1, 0};
     constexpr bool alongX[6] = {false, true, true, false, false, false};
-    const double length[6] = {paramSDH[0], -std::fabs(paramSDH[1]), -std::fabs(paramSDH[2]),
-                              paramSDH[3], paramSDH[4],             paramSDH[5]};
+    const double length[6] = {
+        paramSDH[0], -std::fabs(paramSDH[1]), -std::fabs(paramSDH[2]), paramSDH[3], paramSDH[4], paramSDH[5]};
 
     double c[6], s[6];    // cosine and sine of the joint angles
     double gx[6], gy[6];  // gravity across the axis of joint k, in frame k-1
@@ -130,7 +129,8 @@ void zvmcInvGravity(const double* paramSDH, const double* paramM, const double* 
         z = sinAlpha[k] == 0 ? z : -sinAlpha[k] * across;
     }
 
-    // The flange carries link 6 and the load as one body. No guard on a zero mass: the result is then no number.
+    // The flange carries link 6 and the load as one body. No guard on a zero mass: the result is then no
+    // number.
     double mass = paramM[5] + Extload[0];
     double mx = mass * ((paramM[5] * paramC[15] + Extload[0] * Extload[1]) / mass);
     double my = mass * ((paramM[5] * paramC[16] + Extload[0] * Extload[2]) / mass);

@@ -8,6 +8,9 @@
 
 namespace tarn {
 
+// mcb.robotInstallPos; other codes are unknown mountings.
+enum Mount { FloorMount = 0, WallMount = 1, CeilingMount = 2, FreeAngleMount = 3 };
+
 // Acceleration of gravity in the base frame, m/s^2: -9.8 times the bottom row of RY * RZ, RY and RZ the
 // standard rotations about Y and Z by the mounting angles. Only the angles count, not the code of the
 // mounting.

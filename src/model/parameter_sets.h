@@ -1,7 +1,7 @@
 // The arms' parameter sets and which set a robot type takes.
 //
-// Each set stands once, in the units of the arm's data sheets. The numbers are the model: some look like
-// slips of a pen, are marked, and stay.
+// Each set stands once, in the units below. The numbers are the model: some look like slips of a pen, are
+// marked, and stay.
 #pragma once
 
 #include "model/type_table.h"
@@ -256,24 +256,17 @@ inline constexpr ParameterSet kSetPQ2 = {
 };
 
 // What the gravity torque takes for the arm of PQ2: other masses and centers than the full model, on purpose.
-inline constexpr ParameterSet kSetPQ2Gravity = {
-    "PQ2Gravity", ArmShape::Standard,
-    {140, -425, -395, 102, 102, 100},
-    {1.54, 3.49, 2.0, 1.17, 1.17, 0.28},
-    {  -0.01,  -14.27,    1.37,
-       212.5,       0,  101.43,
-      114.17,    0.08,    9.92,
-        0.07,   -2.18,   12.48,
-       -0.07,    2.18,   12.48,
-         1.9,     1.6,  -20.08},
-    {  2304.85,     6.26,       -5.5,    1684.04,    38.17,    2295.17,
-       5402.12,    29.92,          0,   159151.2,        0,   157841.5,
-       2527.48,    20.78,    -208.86,   50422.29,    -1.34,   50069.86,
-       1303.67,    -5.91,      -3.75,    1278.34,    22.66,     968.17,
-       1303.67,    -5.91,       3.74,    1278.34,   -22.66,     968.17,
-        185.61,     0.43,       0.47,     185.16,     0.72,     292.13},
-    {312933, 312933, 312933, 319140, 319140, 319140},
-};
+inline constexpr ParameterSet kSetPQ2Gravity = [] {
+    ParameterSet set = kSetPQ2;
+    set.name = "PQ2 gravity";
+    const double mass[6] = {1.54, 3.49, 2.0, 1.17, 1.17, 0.28};
+    const double center[6] = {-0.01, -14.27, 1.37, 212.5, 0, 101.43};  // links 1 and 2; the others are alike
+    for (int i = 0; i < 6; i++) {
+        set.inparaM[i] = mass[i];
+        set.inparaC[i] = center[i];
+    }
+    return set;
+}();
 
 inline constexpr ParameterSet kSetPQ3 = {
     "PQ3", ArmShape::Standard,

@@ -1,5 +1,5 @@
-// Persisting settings through the host, in single precision whatever the field's width. Command handlers
-// only.
+// Persisting settings through the host, in single precision whatever the field's width. For command
+// handlers.
 #pragma once
 
 #include "tarntools/tools_config.h"

@@ -1,0 +1,26 @@
+// Settings files: what ConfigWriteEntry writes and what a host reads back.
+//
+// A file is text in sections and keys,
+//     [USER_PARAM]
+//     FRIC_COMPENSATION = 1
+// with comment lines that start with '#' or ';'. Whatever is not the key in hand keeps its place and its
+// bytes. A value is written with the fewest digits that read back as the same float.
+//
+// Files are replaced, not edited: the new text goes beside the old one, is flushed to the disk and takes its
+// name, so that power loss leaves the old file or the new one. For command handlers: the calls wait for the
+// disk. A real controller batches the keys of one command and writes from a thread of its own.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace tarn::host {
+
+// Puts the files under the folder root: the absolute path that a key names is appended to it. An empty root
+// keeps them in memory only, which is how the process starts. Forgets what memory held.
+void openSettings(const std::string& root);
+
+// Value of a key; none when file, section or key is missing or the text is no number.
+std::optional<float> readSetting(const std::string& file, const std::string& section, const std::string& key);
+
+}  // namespace tarn::host

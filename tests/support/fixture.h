@@ -1,0 +1,65 @@
+// One place to start a test from, and to see what a call left untouched and what it asked of the host.
+#pragma once
+
+#include <cstring>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tarnhal/thalintf.h"
+#include "tarnhost/defaults.h"
+#include "tarnhost/service_record.h"
+#include "tarnmotioncontrol/tmcmotionparamblock.h"
+
+namespace fixture {
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+inline void forgetCalls() {
+    tarn::host::clearServiceRecord();
+    tarn::host::serviceRecord.on = true;
+}
+
+// The host at rest with an arm of the type, and an empty record of service calls.
+inline void start(int type) {
+    tarn::host::setDefaults(type);
+    mcb.robotType = type;  // also a type that no host would set up
+    forgetCalls();
+}
+
+// The service calls since the record was emptied: name, then arguments.
+inline std::vector<std::string> calls() {
+    const auto& record = tarn::host::serviceRecord;
+    return {record.line, record.line + record.count};
+}
+
+inline std::string configLine(const std::string& key, const std::string& value) {
+    return "ConfigWriteEntry /usr/local/etc/controller/user.config USER_PARAM " + key + " " + value;
+}
+
+// The bytes of the three blocks at construction.
+class Blocks {
+  public:
+    Blocks() {
+        for (const auto& [start, size] : kBlocks) image_.append(start, size);
+    }
+    [[nodiscard]] bool unchanged() const {
+        const char* old = image_.data();
+        for (const auto& [start, size] : kBlocks) {
+            if (std::memcmp(old, start, size) != 0) return false;
+            old += size;
+        }
+        return true;
+    }
+
+  private:
+    static inline const std::pair<const char*, size_t> kBlocks[] = {
+        {reinterpret_cast<const char*>(&mcb), sizeof mcb},
+        {reinterpret_cast<const char*>(&mpb), sizeof mpb},
+        {reinterpret_cast<const char*>(&how), sizeof how}};
+    std::string image_;
+};
+
+}  // namespace fixture

@@ -1,0 +1,124 @@
+#!/bin/sh
+# The check scripts pass a small clean tree, and name each fault that is planted in it.
+# Usage: scripts_test.sh TOOLS_FOLDER COMPILER
+set -eu
+tools=$1
+compiler=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+failed=0
+
+# passes NAME COMMAND...: the command succeeds
+passes() {
+    name=$1; shift
+    if "$@" > log 2>&1; then echo "ok: $name"; else echo "FAILED: $name"; cat log; failed=1; fi
+}
+# catches NAME EXPECTED COMMAND...: the command fails and tells of EXPECTED
+catches() {
+    name=$1; expected=$2; shift 2
+    if "$@" > log 2>&1; then echo "FAILED: $name was not caught"; failed=1
+    elif grep -qF -- "$expected" log; then echo "ok: $name"
+    else echo "FAILED: $name, without \"$expected\""; cat log; failed=1; fi
+}
+
+mkdir -p include/kit
+cat > include/kit/export.h << 'END'
+#pragma once
+#define TARN_API __attribute__((visibility("default")))
+END
+cat > include/kit/api.h << 'END'
+// TARN_API int commentedOut(int);
+#pragma once
+#include "kit/export.h"
+extern "C" {
+/* TARN_API int alsoCommentedOut(int); TARN_API
+   int stillCommentedOut(int); */
+struct Part { double x[3]; int (*call)(int); };
+enum Color : unsigned { kRed, kGreen };
+TARN_API int twice(int value);  // TARN_API int trailing(int);
+TARN_API double tableSum(
+    double (*matrix)[3],
+    int rows);
+TARN_API extern double first[6], second;
+void hostLog(int severity, const char* format, ...) __attribute__((format(printf, 2, 3)));
+extern Part hostPart;
+inline int local(int v) { return v + 1; }
+TARN_API int afterInline(void);
+}
+END
+
+# build NAME EXTRA_SOURCE: a library of the above, with something more in it
+build() {
+    cat > "$1.cpp" << END
+#include "kit/api.h"
+double first[6], second;
+int twice(int value) { hostLog(1, "%d", value); return 2 * value + static_cast<int>(hostPart.x[0]); }
+double tableSum(double (*matrix)[3], int rows) { return matrix[0][0] + rows; }
+#ifndef LEAVE_OUT
+int afterInline() { return 1; }
+#endif
+$2
+END
+    "$compiler" -std=c++20 -O1 -fPIC -shared -nostdlib -fvisibility=hidden -fno-exceptions -Iinclude "$1.cpp" -o "$1.so"
+}
+build clean ''
+passes "exports, clean" "$tools/check_exports.sh" clean.so include
+passes "undefined names, clean" "$tools/check_undefined.sh" clean.so include
+build extra 'extern "C" TARN_API int leaked() { return 1; }'
+catches "an extra function" "extra: leaked" "$tools/check_exports.sh" extra.so include
+build mangled 'TARN_API int loose(int v) { return v; }'
+catches "a mangled name" "extra: _Z5loosei" "$tools/check_exports.sh" mangled.so include
+"$compiler" -std=c++20 -fPIC -shared -nostdlib -fvisibility=hidden -Iinclude -DLEAVE_OUT clean.cpp -o missing.so
+catches "a missing function" "missing: afterInline" "$tools/check_exports.sh" missing.so include
+mkdir empty
+catches "a folder without declarations" "missing" "$tools/check_exports.sh" clean.so empty
+
+# refers NAME SOURCE: a library that refers to NAME must be refused
+refers() {
+    build refers "$2"
+    catches "use of $1" "not allowed: $1" "$tools/check_undefined.sh" refers.so include
+}
+refers malloc '#include <cstdlib>
+void* grab(int n) { return std::malloc(static_cast<unsigned>(n)); } void* (*keepGrab)(int) = grab;'
+refers _Znwm 'int* make() { return new int(twice(1)); } int* (*keepMake)() = make;'
+refers pthread_mutex_lock '#include <pthread.h>
+int lock(pthread_mutex_t* m) { return pthread_mutex_lock(m); } int (*keepLock)(pthread_mutex_t*) = lock;'
+refers __cxa_guard_acquire 'int late() { static int v = twice(1); return v; } int (*keepLate)() = late;'
+refers snprintf '#include <cstdio>
+int say(char* b, int v) { return std::snprintf(b, 9, "%d", v); } int (*keepSay)(char*, int) = say;'
+refers clock_gettime '#include <ctime>
+int now(timespec* t) { return clock_gettime(CLOCK_MONOTONIC, t); } int (*keepNow)(timespec*) = now;'
+
+passes "headers, clean" "$tools/check_headers.sh" include "$compiler"
+echo 'inline Unknown make();' > include/kit/leaning.h
+catches "a header that leans on others" "does not stand alone: kit/leaning.h" "$tools/check_headers.sh" include "$compiler"
+echo 'struct Once {};' > include/kit/leaning.h
+catches "a header without a guard" "does not stand alone: kit/leaning.h" "$tools/check_headers.sh" include "$compiler"
+catches "a folder without headers" "no header found" "$tools/check_headers.sh" empty "$compiler"
+
+mkdir -p src/cycle src/friction src/collision src/dynamics src/model src/support
+echo '#include "friction/friction.h"' > src/cycle/cycle.cpp
+printf '#include <cmath>\n#include "model/sets.h"\n#include "kit/api.h"\n' > src/friction/friction.cpp
+passes "layers, clean" "$tools/check_layers.sh" src include
+# planted FILE INCLUDE EXPECTED: this include in this file must be refused
+planted() {
+    echo "#include $2" > "src/$1"
+    catches "$2 in $1" "src/$1:1" "$tools/check_layers.sh" src include
+    grep -qF "$3" log || { echo "FAILED: without \"$3\""; cat log; failed=1; }
+    rm "src/$1"
+}
+planted model/up.h '"dynamics/gravity.h"' "model must not include from dynamics"
+planted friction/up.cpp '"cycle/cycle.h"' "friction must not include from cycle"
+planted friction/aside.h '"collision/supervisor.h"' "friction must not include from collision"
+planted support/up.h '"model/sets.h"' "support must not include from model"
+planted cycle/host.cpp '"tarnhost/blocks.h"' "knows nothing of it"
+planted dynamics/plant.cpp '<mujoco/mujoco.h>' "knows nothing of it"
+planted cycle/lost.cpp '"nowhere.h"' "neither a folder"
+mkdir src/attic
+planted attic/new.cpp '"model/sets.h"' "has no height"
+echo '#include "collision/after_collision.h"' > src/friction/shared.cpp
+passes "a header of shared state" "$tools/check_layers.sh" src include
+catches "a folder without sources" "no include found" "$tools/check_layers.sh" empty include
+
+exit "$failed"

@@ -1,0 +1,25 @@
+// What is measured: single calls of the library on states that change from call to call, and the same
+// results from KDL where it has them. Shared by the benchmark and the instruction counter.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tarn::bench {
+
+inline constexpr int kStates = 1024;  // poses and speeds, of a fixed seed; more than the first cache holds
+
+struct Workload {
+    std::string name;
+    std::string reference;  // workload of KDL with the same result; empty: none
+    int robotType;
+    void (*prepare)(int robotType);  // sets the blocks; not measured
+    void (*call)(int state);         // one call; state from 0 to kStates - 1
+};
+
+const std::vector<Workload>& workloads();
+
+// Largest difference between our gravity torque and KDL's over all states, N m.
+double gravityDisagreement(int robotType);
+
+}  // namespace tarn::bench

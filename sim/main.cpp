@@ -1,0 +1,175 @@
+// tarnsim: lists and runs the scenarios. Exit codes: 0 all verdicts pass, 1 a verdict fails, 2 wrong use.
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "sim/report.h"
+#include "sim/scenario.h"
+#include "tarnmotioncontrol/tmcmotionparamblock.h"
+
+using namespace tarn::sim;
+
+namespace {
+
+constexpr int kPass = 0, kFail = 1, kUsage = 2;
+
+// What the command line says, before it is put together.
+struct Arguments {
+    std::string scenario;
+    bool all = false;
+    std::filesystem::path out = "tarnsim-out";
+    std::string mount = "floor";
+    std::vector<double> tilt;  // deg
+    std::vector<double> pose;
+    std::vector<double> loadCenter;
+    double seconds = 0.0;
+    RunOptions options;
+};
+
+// Numbers within bounds, ends included. Unlike the parser's own check it also refuses what is not a number.
+CLI::Validator within(double low, double high) {
+    const auto check = [low, high](const std::string& text) -> std::string {
+        double value = 0.0;
+        if (CLI::detail::lexical_cast(text, value) && low <= value && value <= high) return {};
+        return fmt::format("{} is not a number from {:g} to {:g}", text, low, high);
+    };
+    return {check, fmt::format("{:g} to {:g}", low, high)};
+}
+
+CLI::Validator knownArm() {
+    const auto check = [](const std::string& text) -> std::string {
+        int type = 0;
+        if (CLI::detail::lexical_cast(text, type) && 0 <= type && type <= MAXROBOTTYPENUM &&
+            hasGravityModel(type)) {
+            return {};
+        }
+        return fmt::format("{} is not a robot type with a gravity model", text);
+    };
+    return {check, "robot type"};
+}
+
+void addRunOptions(CLI::App& run, Arguments& arguments) {
+    RunOptions& options = arguments.options;
+    run.add_option("scenario", arguments.scenario, "Name of the scenario, see 'tarnsim list'");
+    run.add_flag("--all", arguments.all, "Run every scenario");
+    run.add_option("--robot-type", options.robotType, "Robot type code")
+        ->check(knownArm())
+        ->capture_default_str();
+    run.add_option("--seed", options.seed, "0: the typical case, else what a scenario draws is drawn from it")
+        ->capture_default_str();
+    run.add_option("--out", arguments.out, "Folder for the data and the report page")->capture_default_str();
+    run.add_option("--mount", arguments.mount, "How the arm is fixed")
+        ->check([](const std::string& name) {
+            return findMount(name) ? std::string() : name + " is none of floor, wall, ceiling, tilted";
+        })
+        ->capture_default_str();
+    run.add_option("--tilt", arguments.tilt, "Mounting angles about Y and Z of a tilted mount, deg")
+        ->expected(2)
+        ->check(within(-360.0, 360.0));
+    run.add_option("--load", options.load, "Tool load, kg")->check(within(0.0, 100.0))->capture_default_str();
+    run.add_option("--load-center", arguments.loadCenter, "Its center in the flange frame, mm")
+        ->expected(3)
+        ->check(within(-1000.0, 1000.0));
+    run.add_option("--load-error", options.loadError, "Load on the arm that the library does not know of, kg")
+        ->check(within(-100.0, 100.0))
+        ->capture_default_str();
+    run.add_option("--friction", options.frictionScale, "Scale of the arm's joint friction")
+        ->check(within(0.0, 10.0))
+        ->capture_default_str();
+    run.add_option("--pose", arguments.pose, "Start pose, deg")->expected(6)->check(within(-360.0, 360.0));
+    run.add_option("--seconds", arguments.seconds, "Simulated time in place of the scenario's own")
+        ->check(within(0.1, 3600.0));
+}
+
+// Puts the options together and checks what concerns several of them; the complaint, or nothing.
+std::string complete(Arguments& arguments, const CLI::App& run) {
+    RunOptions& options = arguments.options;
+    if (arguments.all != arguments.scenario.empty()) return "give either the name of a scenario or --all";
+    if (!arguments.all && findScenario(arguments.scenario) == nullptr) {
+        return fmt::format("no scenario {}; 'tarnsim list' shows them", arguments.scenario);
+    }
+    options.mount = *findMount(arguments.mount);
+    if (run.count("--tilt") > 0) {
+        if (arguments.mount != "tilted") return "--tilt goes with --mount tilted";
+        options.mount.yAngle = arguments.tilt[0];
+        options.mount.zAngle = arguments.tilt[1];
+    }
+    if (options.load + options.loadError < 0.0)
+        return "--load and --load-error together must not be negative";
+    if (!arguments.loadCenter.empty())
+        std::copy_n(arguments.loadCenter.begin(), 3, options.loadCenter.begin());
+    if (!arguments.pose.empty()) std::copy_n(arguments.pose.begin(), 6, options.pose.emplace().begin());
+    if (run.count("--seconds") > 0) options.seconds = arguments.seconds;
+    return {};
+}
+
+bool runOne(const Scenario& scenario, const Arguments& arguments) {
+    Run run;
+    run.options = arguments.options;
+    const bool terminal = isatty(STDERR_FILENO) == 1;
+    if (terminal) {
+        const double total = run.options.seconds.value_or(scenario.seconds);
+        run.progress = [&scenario, total](double seconds) {
+            fmt::print(stderr, "\r{}: {:.1f} of {:g} s", scenario.name, seconds, total);
+        };
+    }
+    play(scenario, run);
+    if (terminal) fmt::print(stderr, "\r\033[K");
+
+    const std::filesystem::path page = arguments.out / fmt::format("{}.html", scenario.name);
+    const std::filesystem::path data = arguments.out / fmt::format("{}.csv", scenario.name);
+    std::filesystem::create_directories(arguments.out);
+    writeCsv(run.recording, data);
+    writeReport(scenario, run, page);
+
+    fmt::print("{}: {}\n", scenario.name, scenario.sentence);
+    for (const Verdict& v : run.verdicts) {
+        fmt::print("  {}  {:<40} {:>11.4g}  at most {:>6.6g} {}\n", v.pass ? "pass" : "FAIL", v.name, v.value,
+                   v.limit, v.unit);
+    }
+    fmt::print("{}: {}\n  page {}\n  data {}\n", scenario.name, run.passed() ? "pass" : "FAIL", page.string(),
+               data.string());
+    return run.passed();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Runs the arm of a physics engine on the library's torque cycle.", "tarnsim");
+    app.require_subcommand(1);
+    CLI::App* list = app.add_subcommand("list", "Show the scenarios");
+    CLI::App* run = app.add_subcommand("run", "Run scenarios");
+    Arguments arguments;
+    addRunOptions(*run, arguments);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kPass : kUsage;
+    }
+
+    if (list->parsed()) {
+        for (const Scenario* scenario : scenarios())
+            fmt::print("{:<12} {}\n", scenario->name, scenario->sentence);
+        return kPass;
+    }
+    if (const std::string complaint = complete(arguments, *run); !complaint.empty()) {
+        fmt::print(stderr, "tarnsim: {}\n\n{}", complaint, run->help());
+        return kUsage;
+    }
+    try {
+        bool passed = true;
+        for (const Scenario* scenario : scenarios()) {
+            if (arguments.all || arguments.scenario == scenario->name) passed &= runOne(*scenario, arguments);
+        }
+        return passed ? kPass : kFail;
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "tarnsim: {}\n", error.what());
+        return kUsage;
+    }
+}

@@ -1,0 +1,79 @@
+// The arm as the physics engine sees it: six links in a row, geared motors with friction, a tool load.
+// It is driven by motor currents alone and knows nothing of the library.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "model/parameter_sets.h"
+
+struct mjModel_;
+struct mjData_;
+
+namespace tarn::sim {
+
+using Vec3 = std::array<double, 3>;
+using Joints = std::array<double, 6>;
+using Currents = std::array<std::int16_t, 6>;  // thousandths of the motor's rated torque
+
+// Joint-side friction torque in N·m that opposes a velocity in degrees per millisecond.
+using FrictionCurve = double (*)(double velocity);
+
+struct PlantOptions {
+    ParameterSet set;
+    Joints zeroShift{};                       // deg, reported joint angle minus the model's
+    Vec3 gravity{0.0, 0.0, -9.8};             // m/s^2, base frame: this is how a mount enters
+    double loadMass = 0.0;                    // kg
+    Vec3 loadCenter{};                        // mm, flange frame
+    Joints ratedTorque{};                     // N·m, at the motor
+    Joints gearRatio{};                       // joint torque over motor torque
+    std::array<FrictionCurve, 6> friction{};  // nullptr: the joint has none
+    double frictionScale = 1.0;
+    int substeps = 4;  // engine steps in a cycle of 1 ms
+};
+
+// The engine reported a state it cannot go on from, or did not take the model.
+struct PlantError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+class Plant {
+  public:
+    explicit Plant(const PlantOptions& options);
+
+    // Puts the arm at rest at a pose, degrees.
+    void reset(const Joints& pose);
+
+    // Advances by one cycle of 1 ms under constant currents. Throws PlantError when the motion blows up, and
+    // ever after: the engine would start over from its reference pose, which must not pass for a result.
+    void step(const Currents& current);
+
+    Joints position() const;       // deg
+    Joints velocity() const;       // deg/ms
+    double kineticEnergy() const;  // J, rotors included
+    bool failed() const { return !failure_.empty(); }
+
+    // What follows asks about any pose (degrees) and leaves the motion alone.
+    Joints gravityTorque(const Joints& pose) const;              // N·m, the torque that holds the arm
+    std::array<Joints, 6> massMatrix(const Joints& pose) const;  // kg m^2, rotors included
+    std::array<Vec3, 7> frameOrigins(const Joints& pose) const;  // m, base to flange, base frame
+    Joints jointTorque(const Currents& current) const;           // N·m, before friction
+    double currentOf(double torque, int joint) const;            // thousandths of rated, not rounded
+    const PlantOptions& options() const { return options_; }
+
+  private:
+    void setPose(mjData_* data, const Joints& pose) const;
+    void mapKinematics(const Joints& pose) const;
+    void raiseEngineTrouble();
+
+    PlantOptions options_;
+    std::unique_ptr<mjModel_, void (*)(mjModel_*)> model_;
+    std::unique_ptr<mjData_, void (*)(mjData_*)> motion_;
+    std::unique_ptr<mjData_, void (*)(mjData_*)> scratch_;  // for questions about other poses
+    std::string failure_;
+};
+
+}  // namespace tarn::sim

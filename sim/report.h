@@ -1,0 +1,14 @@
+// The page of a run: one self-contained file, pictures drawn as inline SVG, no script, nothing fetched. It is
+// well-formed XML.
+#pragma once
+
+#include <filesystem>
+
+#include "sim/scenario.h"
+
+namespace tarn::sim {
+
+// Throws std::runtime_error when the file cannot be written.
+void writeReport(const Scenario& scenario, const Run& run, const std::filesystem::path& file);
+
+}  // namespace tarn::sim

@@ -1,0 +1,137 @@
+#include "sim/scenario.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <random>
+
+#include "sim/scenarios/scenarios.h"
+#include "tarnhost/log.h"
+
+namespace tarn::sim {
+namespace {
+
+constexpr const Scenario* kScenarios[] = {
+    &kHold,
+};
+
+constexpr std::size_t kProgressStep = 250;  // cycles
+
+std::string vectorText(std::span<const double> values) {
+    std::string text;
+    for (const double value : values) text += fmt::format("{}{:.4g}", text.empty() ? "" : ", ", value);
+    return text;
+}
+
+// the standard's distributions differ between libraries, the generator does not
+double uniform(std::mt19937_64& generator, double low, double high) {
+    constexpr double kUnit = 0x1p-53;
+    return low + (high - low) * static_cast<double>(generator() >> 11) * kUnit;
+}
+
+void collectLog(Run& run) {
+    constexpr const char* kSeverity[] = {"unknown", "debug", "info", "warn", "error", "fatal"};
+    const double now = run.simulation == nullptr ? 0.0 : run.simulation->time();
+    host::drainLog([&](int severity, const char* line) {
+        const bool known = 0 <= severity && severity < static_cast<int>(std::size(kSeverity));
+        std::string text = line;
+        while (!text.empty() && text.back() == '\n') text.pop_back();
+        run.log.push_back(fmt::format("{:8.3f} s  {}  {}", now, kSeverity[known ? severity : 0], text));
+    });
+    if (const int lost = host::takeDroppedLogLines(); lost > 0) {
+        run.log.push_back(fmt::format("{:8.3f} s  {} lines lost", now, lost));
+    }
+}
+
+}  // namespace
+
+std::span<const Scenario* const> scenarios() { return kScenarios; }
+
+const Scenario* findScenario(const std::string& name) {
+    for (const Scenario* scenario : kScenarios) {
+        if (name == scenario->name) return scenario;
+    }
+    return nullptr;
+}
+
+Simulation& Run::start(const SimulationOptions& setup) {
+    simulation = std::make_unique<Simulation>(setup);
+    const PlantOptions& plant = simulation->plant().options();
+    const auto set = [&](const char* name, std::string value) {
+        settings.emplace_back(name, std::move(value));
+    };
+    set("Robot type", fmt::format("{} (parameter set {})", setup.robotType, plant.set.name));
+    set("Mount", fmt::format("{} (install position {}, Y {:g} deg, Z {:g} deg)", setup.mount.name,
+                             setup.mount.code, setup.mount.yAngle, setup.mount.zAngle));
+    set("Gravity in the base frame, m/s^2", vectorText(plant.gravity));
+    set("Start pose, deg", vectorText(setup.startPose));
+    set("Load known to the library, kg", fmt::format("{:g}", setup.load));
+    set("Load on the plant, kg", fmt::format("{:g}", plant.loadMass));
+    set("Center of the load in the flange frame, mm", vectorText(setup.loadCenter));
+    set("Scale of the plant's friction", fmt::format("{:g}", setup.frictionScale));
+    set("Rated motor torque, N m", vectorText(plant.ratedTorque));
+    set("Gear ratio", vectorText(plant.gearRatio));
+    set("Physics steps in a cycle of 1 ms", fmt::format("{}", plant.substeps));
+    set("Seed", fmt::format("{}", options.seed));
+    return *simulation;
+}
+
+void Run::advance(double seconds) {
+    const long cycles = std::lround(seconds * 1000.0);
+    for (long n = 0; n < cycles; n++) {
+        simulation->cycle();
+        recording.add(*simulation);
+        if (recording.size() % kProgressStep == 0) {
+            collectLog(*this);
+            if (progress) progress(simulation->time());
+        }
+    }
+}
+
+void Run::mark(const std::string& word) { events.push_back({simulation->time(), word}); }
+
+void Run::atMost(const std::string& name, double value, double limit, const std::string& unit) {
+    verdicts.push_back({name, value, limit, unit, value <= limit});
+}
+
+bool Run::passed() const {
+    return !verdicts.empty() &&
+           std::all_of(verdicts.begin(), verdicts.end(), [](const Verdict& v) { return v.pass; });
+}
+
+void play(const Scenario& scenario, Run& run) {
+    double blowUps = 0.0;
+    try {
+        scenario.play(run, run.options.seconds.value_or(scenario.seconds));
+    } catch (const PlantError& error) {
+        blowUps = 1.0;
+        run.log.push_back(error.what());
+    }
+    run.atMost("Blow-ups of the physics engine", blowUps, 0.0, "");
+    collectLog(run);
+}
+
+Joints standingPose(const RunOptions& options) {
+    if (options.pose) return *options.pose;
+    if (options.seed == 0) return {30.0, -60.0, 80.0, -110.0, -90.0, 30.0};
+    std::mt19937_64 generator(options.seed);
+    Joints pose;
+    for (double& angle : pose) angle = uniform(generator, -170.0, 170.0);
+    return pose;
+}
+
+SimulationOptions simulationOptions(const RunOptions& options) {
+    SimulationOptions setup;
+    setup.robotType = options.robotType;
+    setup.mount = options.mount;
+    setup.startPose = standingPose(options);
+    setup.load = options.load;
+    setup.loadCenter = options.loadCenter;
+    setup.loadError = options.loadError;
+    setup.frictionScale = options.frictionScale;
+    return setup;
+}
+
+}  // namespace tarn::sim

@@ -1,0 +1,84 @@
+// A scenario is one file in scenarios/: a name, one sentence, and a function that sets an arm up, lets time
+// pass and gives verdicts on what it measured.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "sim/recorder.h"
+#include "sim/simulation.h"
+
+namespace tarn::sim {
+
+// What a user may ask for. A scenario reads what it has a use for.
+struct RunOptions {
+    int robotType = 101;
+    std::uint64_t seed = 0;  // 0: the scenario's typical case, else drawn from it
+    Mount mount = kMounts[0];
+    double load = 0.0;                   // kg
+    Vec3 loadCenter{20.0, -10.0, 60.0};  // mm, flange frame
+    double loadError = 0.0;              // kg
+    double frictionScale = 1.0;
+    std::optional<Joints> pose;     // deg
+    std::optional<double> seconds;  // in place of the scenario's own duration
+};
+
+// Passes when the value is at most the limit; a value that is not a number fails.
+struct Verdict {
+    std::string name;
+    double value;
+    double limit;
+    std::string unit;
+    bool pass;
+};
+
+struct Event {
+    double time;  // s
+    std::string word;
+};
+
+// One run of a scenario: what it is asked, what it does, what came of it.
+struct Run {
+    RunOptions options;
+    std::function<void(double seconds)> progress;  // told the simulated time now and then; may be empty
+
+    std::unique_ptr<Simulation> simulation;
+    Recording recording;
+    std::vector<Event> events;
+    std::vector<Verdict> verdicts;
+    std::vector<std::string> log;
+    std::vector<std::pair<std::string, std::string>> settings;
+
+    Simulation& start(const SimulationOptions& setup);
+    void advance(double seconds);
+    void mark(const std::string& word);
+    void atMost(const std::string& name, double value, double limit, const std::string& unit);
+    bool passed() const;
+};
+
+struct Scenario {
+    const char* name;
+    const char* sentence;
+    double seconds;  // simulated time
+    void (*play)(Run& run, double seconds);
+};
+
+std::span<const Scenario* const> scenarios();
+const Scenario* findScenario(const std::string& name);  // nullptr: no such scenario
+
+// Plays a scenario to its end or to the plant's first blow-up, which is a verdict of every run.
+void play(const Scenario& scenario, Run& run);
+
+// Where a run stands in a scenario of no motion: the asked pose, a typical bent one, or one drawn from the
+// seed.
+Joints standingPose(const RunOptions& options);
+
+SimulationOptions simulationOptions(const RunOptions& options);
+
+}  // namespace tarn::sim

@@ -1,0 +1,76 @@
+// One arm in a closed loop: the reference host's blocks, the library's torque cycle and the plant, 1 ms a
+// cycle. The blocks and the library's state are the process's own, so one simulation runs at a time.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "sim/plant.h"
+
+namespace tarn::sim {
+
+// How the arm is fixed. The base is turned by RY(yAngle) * RZ(zAngle) against the room, whose z points up.
+struct Mount {
+    const char* name;
+    std::uint8_t code;  // mcb.robotInstallPos
+    double yAngle;      // deg
+    double zAngle;      // deg
+};
+
+inline constexpr Mount kMounts[] = {
+    {"floor", 0, 0.0, 0.0},
+    {"wall", 1, 90.0, 0.0},
+    {"ceiling", 2, 180.0, 0.0},
+    {"tilted", 3, 30.0, 45.0},  // the angles are only a default
+};
+
+const Mount* findMount(const std::string& name);  // nullptr: no such mount
+
+Vec3 gravityInBase(const Mount& mount);  // m/s^2
+Vec3 baseToRoom(const Mount& mount, const Vec3& v);
+
+// Whether the type has an arm that mode 0 of the torque cycle knows.
+bool hasGravityModel(int robotType);
+
+struct SimulationOptions {
+    int robotType = 101;
+    Mount mount = kMounts[0];
+    Joints startPose{};          // deg
+    double load = 0.0;           // kg, what the library is told
+    Vec3 loadCenter{};           // mm, flange frame
+    double loadError = 0.0;      // kg the plant carries more than the library is told
+    double frictionScale = 1.0;  // of the plant's joint friction
+};
+
+class Simulation {
+  public:
+    explicit Simulation(const SimulationOptions& options);
+
+    // One cycle: measure, command, let the host serve its requests, move. Throws PlantError on a blow-up.
+    void cycle();
+
+    double time() const { return cycles_ * 0.001; }  // s
+    const SimulationOptions& options() const { return options_; }
+    const Plant& plant() const { return plant_; }
+
+    // What the drives saw at the start of the last cycle and did in it.
+    double cycleStart() const { return (cycles_ - 1) * 0.001; }  // s
+    const Joints& measured() const { return measured_; }         // deg
+    const Joints& velocity() const { return velocity_; }         // deg/ms
+    const Joints& commanded() const { return commanded_; }       // deg
+    const Currents& current() const { return current_; }
+
+  private:
+    void measure();
+
+    SimulationOptions options_;
+    Plant plant_;
+    int cycles_ = 0;
+    Joints measured_{};
+    Joints velocity_{};
+    Joints commanded_{};
+    Currents current_{};
+};
+
+}  // namespace tarn::sim

@@ -1,0 +1,54 @@
+#!/bin/sh
+# Exit codes and files of the program: tarnsim_test.sh PROGRAM
+set -u
+tarnsim=$1
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+failed=0
+
+# expect CODE ARGUMENT ...
+expect() {
+    code=$1
+    shift
+    "$tarnsim" "$@" >"$folder/text" 2>&1
+    got=$?
+    if [ "$got" != "$code" ]; then
+        echo "tarnsim $*: exit code $got, not $code"
+        cat "$folder/text"
+        failed=1
+    fi
+}
+
+# says TEXT: of the last run
+says() {
+    grep -q -e "$1" "$folder/text" || { echo "no '$1' in:"; cat "$folder/text"; failed=1; }
+}
+
+expect 0 list
+says hold
+expect 0 --help
+expect 0 run hold --seconds 2 --robot-type 1001 --mount ceiling --load 20 --out "$folder/a"
+says a/hold.html
+[ -s "$folder/a/hold.html" ] && [ -s "$folder/a/hold.csv" ] || { echo "no files"; failed=1; }
+[ "$(head -c 12 "$folder/a/hold.csv")" = time_s,jC_de ] || { echo "no heading row"; failed=1; }
+expect 0 run --all --seconds 2 --seed 3 --out "$folder/b"
+expect 1 run hold --seconds 2 --load 2 --load-error 1 --out "$folder/c"
+says FAIL
+[ -s "$folder/c/hold.html" ] || { echo "no page of a failed run"; failed=1; }
+
+expect 2
+expect 2 dance
+expect 2 run
+expect 2 run dance
+says dance
+expect 2 run hold --all
+expect 2 run hold --fast
+for type in 704 802 902 -1 1501 x; do expect 2 run hold --robot-type $type; done
+for load in -1 nan inf x; do expect 2 run hold --load $load; done
+expect 2 run hold --load 1 --load-error -2
+expect 2 run hold --mount attic
+expect 2 run hold --tilt 10 20
+expect 2 run hold --mount tilted --tilt 10
+expect 2 run hold --seconds 0
+expect 2 run hold --seconds 1 --out /dev/null/x
+exit $failed

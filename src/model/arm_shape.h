@@ -21,7 +21,8 @@ constexpr std::array<DhLink, 6> dhLinks(const ParameterSet& set) {
     const double* l = set.paramSDH;
     const double a2 = -magnitude(l[1]);
     // clang-format off
-    if (set.shape == ArmShape::Offset) return {{
+    if (set.shape == ArmShape::Offset) {
+    return {{
         // a,                 alpha,    d,                theta offset
         {  0.0,                90.0,    l[0],               0.0 },
         {  a2,                  0.0,    0.0,                0.0 },
@@ -30,6 +31,7 @@ constexpr std::array<DhLink, 6> dhLinks(const ParameterSet& set) {
         {  0.0,               -90.0,    l[4],              90.0 },
         {  0.0,                 0.0,    l[5],               0.0 },
     }};
+    }
     return {{
         {  0.0,                90.0,    l[0],               0.0 },
         {  a2,                  0.0,    0.0,                0.0 },

@@ -22,17 +22,18 @@ constexpr std::array<DhLink, 6> dhLinks(const ParameterSet& set) {
     const double a2 = -magnitude(l[1]);
     // clang-format off
     if (set.shape == ArmShape::Offset) {
-    return {{
-        // a,                 alpha,    d,                theta offset
-        {  0.0,                90.0,    l[0],               0.0 },
-        {  a2,                  0.0,    0.0,                0.0 },
-        {  0.0,                90.0,    magnitude(l[2]),  -90.0 },
-        {  0.0,               -90.0,    l[3],             -90.0 },
-        {  0.0,               -90.0,    l[4],              90.0 },
-        {  0.0,                 0.0,    l[5],               0.0 },
-    }};
+        return {{
+            // a,                 alpha,    d,                theta offset
+            {  0.0,                90.0,    l[0],               0.0 },
+            {  a2,                  0.0,    0.0,                0.0 },
+            {  0.0,                90.0,    magnitude(l[2]),  -90.0 },
+            {  0.0,               -90.0,    l[3],             -90.0 },
+            {  0.0,               -90.0,    l[4],              90.0 },
+            {  0.0,                 0.0,    l[5],               0.0 },
+        }};
     }
     return {{
+        // a,                 alpha,    d,                theta offset
         {  0.0,                90.0,    l[0],               0.0 },
         {  a2,                  0.0,    0.0,                0.0 },
         {  -magnitude(l[2]),    0.0,    0.0,                0.0 },

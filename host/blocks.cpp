@@ -6,11 +6,11 @@
 #include <type_traits>
 
 #include "model/type_table.h"
+#include "reset_motion.h"
 #include "tarnhal/thalintf.h"
 #include "tarnhost/defaults.h"
 #include "tarnhost/devices.h"
 #include "tarnhost/kinematics.h"
-#include "tarnhost/motion.h"
 #include "tarnhost/planner_values.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
@@ -37,7 +37,8 @@ constexpr TypeRow<SixJoints> kJointSpeed[] = {
 // clang-format on
 constexpr SixJoints kJointSpeedOther = {180, 180, 180, 180, 180, 180};
 
-// Rated motor torques, N m: with its gears each arm holds its heaviest load in any pose within them.
+// Rated motor torques, N m: with its gears each arm holds its heaviest load in any pose within them. Types
+// 501 to 600 do not: they have the smallest motor in every joint and the model of a larger arm.
 constexpr float kRated60 = 0.35F;
 constexpr float kRated60L = 0.64F;
 constexpr float kRated80 = 1.27F;
@@ -45,12 +46,13 @@ constexpr float kRated130 = 3.6F;
 constexpr float kRated130L = 10.0F;
 
 constexpr double kTransSpeed = 1000.0;   // mm/s
-constexpr double kStopInMs = 250.0;      // ms from nominal joint speed to standstill
+constexpr double kJointAccel = 1440.0;   // deg/s^2, for which the collision windows are tuned
 constexpr float kCollisionLevel = 5.0F;  // middle of the range 1 to 10 that all detectors have
 constexpr int kCollisionCycles = 10;     // debounce of a torque deviation
 constexpr float kCollisionShare = 0.1F;  // threshold at level 1, of the rated motor torque
 
-constexpr TRSF kIdentity = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0}};
+// Static torque weights of mode 1, by the adjusted ones.
+constexpr double kTeachGain[NUM_JNTS] = {1.43, 1.23, 1.23, 1.43, 1.43, 1.43};
 
 template <typename Record>
 void zero(Record& record) {
@@ -95,15 +97,14 @@ void setMotion(int robotType) {
     const SixJoints& speed = byType(kJointSpeed, kJointSpeedOther, robotType);
     for (std::size_t i = 0; i < speed.size(); i++) {
         mpb.defaultJointVel.v[i] = mpb.limitsJnt.maxVel.v[i] = speed[i];
-        mpb.defaultJointAccel.v[i] = speed[i] / (kStopInMs * 0.001);
+        mpb.defaultJointAccel.v[i] = kJointAccel;
     }
     mpb.defaultTransVel = mpb.limitsGoto.maxVel = kTransSpeed;
     mcb.speedScaleAuto = mcb.speedScaleManual = 1.0F;
 
-    mpb.TOOL = mpb.externalAxisInBase_RT = mpb.posSensorCtl.posSensorInEnd = kIdentity;
-    for (POS_SENSOR_CTL& sensor : mpb.posSensorCtlList) sensor.posSensorInEnd = kIdentity;
-    std::fill(std::begin(workPieceInBase), std::end(workPieceInBase), kIdentity);
-    mpb.tC = kIdentity;  // stays for an arm without geometry
+    mpb.TOOL = mpb.externalAxisInBase_RT = mpb.posSensorCtl.posSensorInEnd = kIdentityPose;
+    for (POS_SENSOR_CTL& sensor : mpb.posSensorCtlList) sensor.posSensorInEnd = kIdentityPose;
+    workPieceInBase.fill(kIdentityPose);
     newFwdKinematics(&mpb.jC, &mpb.tC);
     mpb.t6 = mpb.goalPos = mpb.tC;
 }
@@ -120,9 +121,21 @@ void setDrivesAndFriction() {
     for (auto* gains :
          {&mpb.ForDeadGain, &mpb.RevDeadGain, &mpb.ForFastGain, &mpb.RevFastGain, &mpb.jointDynFFRatio})
         setAll(*gains, 1.0);
-    for (auto* gains :
-         {&mcb.newTeachGain, &mcb.newTeachGainKf, &mcb.newTeachGainGAdj, &mcb.newTeachGainKfAdj})
+    for (auto* gains : {&mcb.newTeachGainKf, &mcb.newTeachGainGAdj, &mcb.newTeachGainKfAdj})
         setAll(*gains, 1.0);
+    std::copy_n(kTeachGain, NUM_JNTS, mcb.newTeachGain);
+}
+
+// Along the axes and about them: 40 N move the tool at 0.2 m/s and 4 N m at 0.2 rad/s, both reached with a
+// time constant of 25 ms.
+void setForceDrag() {
+    EndForceDrag& drag = mcb.forceControl.endforcedrag;
+    std::fill_n(drag.M, 3, 5.0);       // kg
+    std::fill_n(drag.M + 3, 3, 0.5);   // kg m^2
+    std::fill_n(drag.B, 3, 200.0);     // N s/m
+    std::fill_n(drag.B + 3, 3, 20.0);  // N m s/rad
+    drag.Vmax = 100.0;                 // deg/s, the slowest nominal joint speed
+    drag.Fmax = 50.0;                  // N, and N m
 }
 
 void setCollision() {
@@ -151,13 +164,14 @@ void setDefaults(int robotType) {
     safetyBoard = {};
     axleBus = {};
     drives = {};
-    plannerValues = {{}, {1, 1, 1, 1, 1, 1}};
+    plannerValues = {};
     resetMotion();
 
     mcb.robotType = robotType;
     clearFaults();
     setMotion(robotType);
     setDrivesAndFriction();
+    setForceDrag();
     setCollision();
 }
 

@@ -1,12 +1,11 @@
 // The wrapped C functions. On the target the linker's --wrap sends the real-time kernel's versions here; as
 // the library counts on, they behave as the plain ones.
+#include "tarntools/tools_log.h"
+
 #include <cstdio>
 #include <cstdlib>
 
-#include <sys/time.h>
 #include <unistd.h>
-
-#include "tarntools/tools_config.h"
 
 void* __wrap_malloc(size_t size) { return std::malloc(size); }
 void __wrap_free(void* p) { std::free(p); }

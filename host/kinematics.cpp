@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
+#include <numbers>
 
 #include "model/arm_shape.h"
 #include "model/parameter_sets.h"
@@ -12,11 +12,15 @@
 
 namespace tarn::host {
 
-TRSF workPieceInBase[kWorkPieces];
+constinit std::array<TRSF, kWorkPieces> workPieceInBase = [] {
+    std::array<TRSF, kWorkPieces> frames = {};
+    frames.fill(kIdentityPose);
+    return frames;
+}();
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
+using std::numbers::pi;
 
 const ParameterSet* geometry(int robotType) {
     const ParameterSet* set = dynamicsSet(robotType);
@@ -28,20 +32,18 @@ struct Chain {
     TRSF frame[7];
 };
 
-constexpr TRSF kIdentity = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0}};
-
 bool chain(int robotType, const double jointsDeg[6], Chain* out) {
     const ParameterSet* set = geometry(robotType);
     if (set == nullptr) return false;
     const std::array<DhLink, 6> links = dhLinks(*set);
     const std::array<double, 6>& zero = jointZeroOffsetDeg(robotType);
 
-    out->frame[0] = kIdentity;
+    out->frame[0] = kIdentityPose;
     for (std::size_t i = 0; i < 6; i++) {
         const DhLink& link = links[i];
         const double theta = jointsDeg[i] - zero[i] + link.thetaOffsetDeg;
         TRSF step;
-        dhClassic(&step, link.a, link.alphaDeg / 180.0 * kPi, link.d, theta / 180.0 * kPi);
+        dhClassic(&step, link.a, link.alphaDeg / 180.0 * pi, link.d, theta / 180.0 * pi);
         multTrsf(&out->frame[i + 1], &out->frame[i], &step);
     }
     return true;
@@ -175,7 +177,7 @@ int solveFlange(const TRSF& target, double jointsDeg[6]) {
     for (int step = 0; step < kMostSteps && square > kReached && damping < kMostDamping; step++) {
         const Vector6 change = dampedStep(jacobian(arm), error, damping);
         double next[6];
-        for (std::size_t i = 0; i < 6; i++) next[i] = q[i] + change[i] / kPi * 180.0;
+        for (std::size_t i = 0; i < 6; i++) next[i] = q[i] + change[i] / pi * 180.0;
         Chain nextArm;
         chain(mcb.robotType, next, &nextArm);
         const Vector6 nextError = poseError(nextArm.frame[6], target);
@@ -204,9 +206,9 @@ int solveFlange(const TRSF& target, double jointsDeg[6]) {
 
 bool flangePose(int robotType, const double jointsDeg[6], TRSF* pose) {
     Chain arm;
-    if (!chain(robotType, jointsDeg, &arm)) return false;
-    *pose = arm.frame[6];
-    return true;
+    const bool known = chain(robotType, jointsDeg, &arm);
+    *pose = known ? arm.frame[6] : kIdentityPose;
+    return known;
 }
 
 }  // namespace tarn::host
@@ -217,22 +219,22 @@ int newFwdKinematics(JNTS* joints, TRSF* pose) { return flangePose(mcb.robotType
 
 int jointTrsfToEndCartTCF_RT(int, double* joints, ROBCARTPOS* pose) {
     TRSF flange;
-    if (!flangePose(mcb.robotType, joints, &flange)) return -1;
+    const bool known = flangePose(mcb.robotType, joints, &flange);
     *pose = toRobCartPos(flange);
-    return 0;
+    return known ? 0 : -1;
 }
 
 int jointTrsfToToolCartTCF_RT(int, double* joints, ROBCARTPOS* pose) {
     TRSF tool;
-    if (!flangePose(mcb.robotType, joints, &tool)) return -1;
+    const bool known = flangePose(mcb.robotType, joints, &tool);
     multTrsf(&tool, &tool, &mpb.TOOL);
     *pose = toRobCartPos(tool);
-    return 0;
+    return known ? 0 : -1;
 }
 
 int tmcGetRobotPos(ROBPOS* pos, EXAXISPOS* exAxisPos) {
     TRSF tool;
-    if (!flangePose(mcb.robotType, mpb.j6.v, &tool)) return -1;
+    const bool known = flangePose(mcb.robotType, mpb.j6.v, &tool);
     multTrsf(&tool, &tool, &mpb.TOOL);
     pos->a1 = tool.p.x;
     pos->a2 = tool.p.y;
@@ -246,7 +248,7 @@ int tmcGetRobotPos(ROBPOS* pos, EXAXISPOS* exAxisPos) {
     pos->j5 = j[4];
     pos->j6 = j[5];
     *exAxisPos = {};
-    return 0;
+    return known ? 0 : -1;
 }
 
 int tmcGetInverseKinematicNoLine(int, ROBCARTPOS pose, ROBPOS* joints) {
@@ -259,7 +261,6 @@ int tmcGetInverseKinematicNoLine(int, ROBCARTPOS pose, ROBPOS* joints) {
     double q[6];
     std::copy_n(mpb.jC.v, 6, q);
     const int result = solveFlange(flange, q);
-    if (result != 0) return result;
     *joints = {.a1 = tool.p.x,
                .a2 = tool.p.y,
                .a3 = tool.p.z,
@@ -272,13 +273,16 @@ int tmcGetInverseKinematicNoLine(int, ROBCARTPOS pose, ROBPOS* joints) {
                .j4 = q[3],
                .j5 = q[4],
                .j6 = q[5]};
-    return 0;
+    return result;
 }
 
 int baseTrsfToWorkPiece(int workPieceNum, TRSF pose, TRSF* out) {
-    if (workPieceNum < 0 || workPieceNum >= kWorkPieces) return -1;
+    if (workPieceNum < 0 || workPieceNum >= kWorkPieces) {
+        *out = kIdentityPose;
+        return -1;
+    }
     TRSF baseInWorkPiece;
-    invertTrsf(&baseInWorkPiece, &workPieceInBase[workPieceNum]);
+    invertTrsf(&baseInWorkPiece, &workPieceInBase[static_cast<std::size_t>(workPieceNum)]);
     multTrsf(out, &baseInWorkPiece, &pose);
     return 0;
 }

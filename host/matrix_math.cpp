@@ -1,8 +1,7 @@
 // Matrices of run-time size. Element (i, j) is el[i][j], from the lower bounds on.
 #include <algorithm>
 #include <cmath>
-#include <memory>
-#include <new>
+#include <limits>
 
 #include "tarnmath/tarnmath.h"
 
@@ -12,41 +11,36 @@ int rows(const dmat& m) { return m.ub1 - m.lb1 + 1; }
 int columns(const dmat& m) { return m.ub2 - m.lb2 + 1; }
 double& at(const dmat& m, int i, int j) { return m.el[m.lb1 + i][m.lb2 + j]; }
 
-// Scratch for results that must not be written before all inputs are read. The matrices of the cycle and the
-// identification fit the stack; anything larger comes from the heap.
-class Scratch {
-  public:
-    Scratch(int rowCount, int columnCount) : width_(columnCount) {
-        const int size = rowCount * columnCount;
-        if (size > kOnStack) heap_.reset(new (std::nothrow) double[static_cast<std::size_t>(size)]);
-        data_ = size > kOnStack ? heap_.get() : stack_;
-    }
-    explicit operator bool() const { return data_ != nullptr; }
-    double& operator()(int i, int j) { return data_[i * width_ + j]; }
-    void copyTo(const dmat& out) {
-        for (int i = 0; i < rows(out); i++)
-            for (int j = 0; j < width_; j++) at(out, i, j) = (*this)(i, j);
-    }
+// Results that must not be written before all inputs are read wait here, on the stack: at most 32 by 32. The
+// largest matrices in use, of the parameter identification, are 27 by 27.
+constexpr int kLargest = 32;
 
-  private:
-    static constexpr int kOnStack = 64 * 64;
-    int width_;
-    double* data_;
-    std::unique_ptr<double[]> heap_;
-    double stack_[kOnStack];
+struct Scratch {
+    double element[kLargest][kLargest];
+    void copyTo(const dmat& out) const {
+        for (int i = 0; i < rows(out); i++)
+            for (int j = 0; j < columns(out); j++) at(out, i, j) = element[i][j];
+    }
 };
+
+bool fitsScratch(const dmat& m) { return rows(m) <= kLargest && columns(m) <= kLargest; }
+
+// Power of two that brings a magnitude between 1 and 2; 1 for zero and what is not finite.
+int scaleOf(double magnitude) {
+    return magnitude > 0.0 && std::isfinite(magnitude) ? -std::ilogb(magnitude) : 0;
+}
 
 }  // namespace
 
 int matmul(dmat a, dmat b, dmat out) {
     if (columns(a) != rows(b) || rows(out) != rows(a) || columns(out) != columns(b)) return -1;
-    Scratch product(rows(out), columns(out));
-    if (!product) return -1;
+    if (!fitsScratch(out)) return -1;
+    Scratch product;
     for (int i = 0; i < rows(out); i++)
         for (int j = 0; j < columns(out); j++) {
             double sum = 0.0;
             for (int k = 0; k < columns(a); k++) sum += at(a, i, k) * at(b, k, j);
-            product(i, j) = sum;
+            product.element[i][j] = sum;
         }
     product.copyTo(out);
     return 0;
@@ -60,39 +54,62 @@ int matSum(dmat a, dmat b, dmat out) {
     return 0;
 }
 
-// Gauss-Jordan on [A | 1] held in one square: the columns of the unit matrix take the place of those that are
-// already eliminated. Row exchanges come back as column exchanges at the end.
+// Gauss-Jordan elimination on [A | 1] held in one square: the columns of the unit matrix take the place of
+// those that are already eliminated.
+//
+// Rounding leaves of a singular matrix a last pivot that is not quite zero. With rows and columns scaled by
+// powers of two, so that units make no difference, and the largest element of all as pivot, what is left is a
+// few ulps of 1, and anything that small counts as zero.
 int matinvert(dmat a, dmat out) {
     const int n = rows(a);
-    if (columns(a) != n || rows(out) != n || columns(out) != n) return -1;
-    Scratch m(n, n);
-    Scratch pivotRow(1, n);
-    if (!m || !pivotRow) return -1;
-    for (int i = 0; i < n; i++)
-        for (int j = 0; j < n; j++) m(i, j) = at(a, i, j);
+    if (columns(a) != n || rows(out) != n || columns(out) != n || !fitsScratch(out)) return -1;
 
+    Scratch scratch;
+    auto& m = scratch.element;
+    int rowScale[kLargest], columnScale[kLargest];
+    for (int i = 0; i < n; i++) {
+        double largest = 0.0;
+        for (int j = 0; j < n; j++) largest = std::max(largest, std::fabs(at(a, i, j)));
+        rowScale[i] = scaleOf(largest);
+        for (int j = 0; j < n; j++) m[i][j] = std::ldexp(at(a, i, j), rowScale[i]);
+    }
+    for (int j = 0; j < n; j++) {
+        double largest = 0.0;
+        for (int i = 0; i < n; i++) largest = std::max(largest, std::fabs(m[i][j]));
+        columnScale[j] = scaleOf(largest);
+        for (int i = 0; i < n; i++) m[i][j] = std::ldexp(m[i][j], columnScale[j]);
+    }
+
+    const double zero = 4.0 * n * std::numeric_limits<double>::epsilon();
+    int pivotRow[kLargest], pivotColumn[kLargest];
     for (int k = 0; k < n; k++) {
-        int pivot = k;
-        for (int i = k + 1; i < n; i++)
-            if (std::fabs(m(i, k)) > std::fabs(m(pivot, k))) pivot = i;
-        if (m(pivot, k) == 0.0) return -1;
-        pivotRow(0, k) = pivot;
-        for (int j = 0; j < n; j++) std::swap(m(k, j), m(pivot, j));
+        int p = k, q = k;
+        for (int i = k; i < n; i++)
+            for (int j = k; j < n; j++)
+                if (!(std::fabs(m[i][j]) <= std::fabs(m[p][q]))) p = i, q = j;
+        if (std::fabs(m[p][q]) <= zero) return -1;
+        pivotRow[k] = p;
+        pivotColumn[k] = q;
+        for (int j = 0; j < n; j++) std::swap(m[k][j], m[p][j]);
+        for (int i = 0; i < n; i++) std::swap(m[i][k], m[i][q]);
 
-        const double scale = 1.0 / m(k, k);
-        m(k, k) = 1.0;
-        for (int j = 0; j < n; j++) m(k, j) *= scale;
+        const double pivot = m[k][k];
+        m[k][k] = 1.0;
         for (int i = 0; i < n; i++) {
             if (i == k) continue;
-            const double factor = m(i, k);
-            m(i, k) = 0.0;
-            for (int j = 0; j < n; j++) m(i, j) -= factor * m(k, j);
+            const double factor = m[i][k] / pivot;
+            m[i][k] = 0.0;
+            for (int j = 0; j < n; j++) m[i][j] -= factor * m[k][j];
         }
+        for (int j = 0; j < n; j++) m[k][j] /= pivot;
     }
+    // what was exchanged goes back, rows by columns and columns by rows
     for (int k = n - 1; k >= 0; k--) {
-        const int pivot = static_cast<int>(pivotRow(0, k));
-        for (int i = 0; i < n; i++) std::swap(m(i, k), m(i, pivot));
+        for (int j = 0; j < n; j++) std::swap(m[k][j], m[pivotColumn[k]][j]);
+        for (int i = 0; i < n; i++) std::swap(m[i][k], m[i][pivotRow[k]]);
     }
-    m.copyTo(out);
+    for (int i = 0; i < n; i++)
+        for (int j = 0; j < n; j++) m[i][j] = std::ldexp(m[i][j], columnScale[i] + rowScale[j]);
+    scratch.copyTo(out);
     return 0;
 }

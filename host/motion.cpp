@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "record_call.h"
+#include "reset_motion.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 
@@ -14,6 +15,8 @@ namespace {
 
 // Pending requests, one bit each. The first bits are those of the request codes.
 constexpr unsigned bit(int request) { return 1U << request; }
+constexpr unsigned kStop = bit(ENTER_IDLE_STATE);
+constexpr unsigned kEnterDrag = bit(ENTER_DRAG_STATE);
 constexpr unsigned kLeaveDrag = bit(16);
 constexpr unsigned kHandleConfig = bit(17);
 constexpr unsigned kResetWeld = bit(18);
@@ -26,27 +29,30 @@ struct Transition {
     int from, to;
 };
 
-// Served from the top, each row on the state that the rows above left: a stop wins over all else, a pause
-// over a start, and a stop with a drag request, as after a collision, ends in drag.
+// Served from the top, each row on the state that the rows above left: a pause wins over a start, and a stop
+// before a drag request, as after a collision, ends in drag.
 constexpr Transition kTransitions[] = {
     // clang-format off
-    { bit(ENTER_IDLE_STATE),     TGEN_SERVICE, TGEN_IDLE },
-    { bit(ENTER_IDLE_STATE),     TGEN_PAUSE,   TGEN_IDLE },
-    { bit(ENTER_IDLE_STATE),     TGEN_DRAG,    TGEN_IDLE },
+    { kStop,                     TGEN_SERVICE, TGEN_IDLE },
+    { kStop,                     TGEN_PAUSE,   TGEN_IDLE },
+    { kStop,                     TGEN_DRAG,    TGEN_IDLE },
     { kLeaveDrag,                TGEN_DRAG,    TGEN_IDLE },
     { bit(LEAVE_PAUSE_STATE),    TGEN_PAUSE,   TGEN_SERVICE },
     { bit(SERVICE_NEXT_REQUEST), TGEN_IDLE,    TGEN_SERVICE },
     { bit(ENTER_PAUSE_STATE),    TGEN_SERVICE, TGEN_PAUSE },
-    { bit(ENTER_DRAG_STATE),     TGEN_IDLE,    TGEN_DRAG },
+    { kEnterDrag,                TGEN_IDLE,    TGEN_DRAG },
     // clang-format on
 };
 
-void ask(unsigned request) { pending.fetch_or(request); }
+// Of drag on and drag off the later one holds, and a stop takes back a drag request made before it.
+unsigned withdrawnBy(unsigned request) {
+    if (request == kEnterDrag) return kLeaveDrag;
+    return request == kLeaveDrag || request == kStop ? kEnterDrag : 0U;
+}
 
-// Of two opposite requests the later one holds.
-void askInstead(unsigned request, unsigned opposite) {
+void ask(unsigned request) {
     unsigned before = pending.load();
-    while (!pending.compare_exchange_weak(before, (before & ~opposite) | request)) {
+    while (!pending.compare_exchange_weak(before, (before & ~withdrawnBy(request)) | request)) {
     }
 }
 
@@ -63,6 +69,12 @@ void followMeasured() {
     newFwdKinematics(&mpb.jC, &mpb.tC);
 }
 
+// The next motion starts from the commanded position: it is the goal reached.
+void setGoal() {
+    mpb.jointPos = mpb.jC;
+    mpb.goalPos = mpb.tC;
+}
+
 }  // namespace
 
 bool requestState(int request) {
@@ -73,20 +85,19 @@ bool requestState(int request) {
 
 void serveRequests() {
     unsigned asked = pending.exchange(0);
-    if (asked & bit(ENTER_IDLE_STATE)) asked &= ~bit(SERVICE_NEXT_REQUEST);
+    if (asked & kStop) asked &= ~bit(SERVICE_NEXT_REQUEST);  // a stop wins over a start
 
     const int before = mpb.state;
     for (const Transition& row : kTransitions)
         if ((asked & row.request) && mpb.state == row.from) mpb.state = row.to;
     if (mpb.state != before && mpb.state != TGEN_SERVICE) freezeCommand();
     if (mpb.state == TGEN_DRAG) followMeasured();
+    if (mpb.state != before && mpb.state == TGEN_IDLE) setGoal();
 
     if (asked & kHandleConfig) motionRecord.configHandled++;
     if (asked & kResetWeld) motionRecord.weldResets++;
     if (asked & kUpdateGoal) {
-        // the next motion starts from the commanded position: it is the goal reached
-        mpb.jointPos = mpb.jC;
-        mpb.goalPos = mpb.tC;
+        setGoal();
         motionRecord.goalUpdates++;
     }
 }
@@ -102,7 +113,7 @@ using namespace tarn::host;
 
 int tmcStop() {
     recordCall("tmcStop");
-    ask(bit(ENTER_IDLE_STATE));
+    ask(kStop);
     return 0;
 }
 
@@ -114,10 +125,7 @@ int tmcPause() {
 
 int tmcDragSwitch(int flag) {
     recordCall("tmcDragSwitch", flag);
-    if (flag != 0)
-        askInstead(bit(ENTER_DRAG_STATE), kLeaveDrag);
-    else
-        askInstead(kLeaveDrag, bit(ENTER_DRAG_STATE));
+    ask(flag != 0 ? kEnterDrag : kLeaveDrag);
     return 0;
 }
 

@@ -7,7 +7,7 @@
 
 namespace tarn::host {
 
-PlannerValues plannerValues = {{}, {1, 1, 1, 1, 1, 1}};
+PlannerValues plannerValues;
 
 }  // namespace tarn::host
 

@@ -1,15 +1,16 @@
 // Poses, rotations, vectors, quaternions. Every output is assigned whole from values, so that it may alias an
 // input.
 #include <cmath>
+#include <numbers>
 
 #include "tarnmath/tarnmath.h"
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
+using std::numbers::pi;
 
-double radians(double degrees) { return degrees / 180.0 * kPi; }
-double degrees(double radians) { return radians / kPi * 180.0; }
+double radians(double degrees) { return degrees / 180.0 * pi; }
+double degrees(double radians) { return radians / pi * 180.0; }
 
 VECT plus(const VECT& a, const VECT& b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
 VECT minus(const VECT& a, const VECT& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
@@ -78,9 +79,13 @@ void trsfToRpy(double* rz, double* ry, double* rx, const TRSF* t) {
 
 void trsfToRpyRt(double* rz, double* ry, double* rx, const TRSF* t, const VECT* ref) {
     const VECT near = *ref;
-    const bool locked = std::hypot(t->n.x, t->n.y) < kGimbalLock;
-    const double z = locked ? radians(near.z) : std::atan2(t->n.y, t->n.x);
-    const Rpy rpy = rpyGivenZ(*t, z);
+    Rpy rpy = rpyGivenZ(*t, std::atan2(t->n.y, t->n.x));
+    if (std::hypot(t->n.x, t->n.y) < kGimbalLock) {
+        // x - z is determined, at the lower pole x + z: what differs from the reference goes half to each
+        const double sign = t->n.z < 0.0 ? 1.0 : -1.0;
+        const double x = degrees(rpyGivenZ(*t, radians(near.z)).x);
+        rpy = rpyGivenZ(*t, radians(near.z - sign * 0.5 * std::remainder(x - near.x, 360.0)));
+    }
 
     // the same rotation once more: half a turn about z and x, and y beyond the pole
     const VECT first = {degrees(rpy.x), degrees(rpy.y), degrees(rpy.z)};

@@ -1,8 +1,9 @@
 #include "tarnhost/settings.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -47,28 +48,43 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
+bool isComment(std::string_view text) { return text.starts_with('#') || text.starts_with(';'); }
+
+// Name in a line of the form "[ name ]", with a comment behind it or not; none for any other line.
+std::optional<std::string_view> sectionName(std::string_view line) {
+    const std::size_t end = line.find(']');
+    if (!line.starts_with('[') || end == std::string_view::npos) return std::nullopt;
+    const std::string_view behind = trimmed(line.substr(end + 1));
+    if (!behind.empty() && !isComment(behind)) return std::nullopt;
+    return trimmed(line.substr(1, end - 1));
+}
+
 // Where a key stands, or where it belongs.
 struct Place {
     bool hasSection, hasKey;
-    std::size_t line;        // of the key; else the line that a new key of the section goes before
-    std::string_view value;  // of the key
+    std::size_t line;         // of the key; else the line that a new key of the section goes before
+    std::size_t start, size;  // of the key's value in its line, without blanks around it and a comment
 };
 
 Place find(const std::vector<std::string>& lines, std::string_view section, std::string_view key) {
-    Place place = {false, false, lines.size(), {}};
+    Place place = {false, false, lines.size(), 0, 0};
     bool inSection = false;
     for (std::size_t i = 0; i < lines.size(); i++) {
         const std::string_view line = trimmed(lines[i]);
-        if (line.size() >= 2 && line.front() == '[' && line.back() == ']') {
-            inSection = trimmed(line.substr(1, line.size() - 2)) == section;
-            if (inSection) place.hasSection = true;
+        if (const auto name = sectionName(line)) {
+            inSection = *name == section;
+            place.hasSection |= inSection;
         }
         // a new key goes behind the last line of its section that is not blank
         if (inSection && !line.empty()) place.line = i + 1;
-        const std::size_t equals = line.find('=');
-        if (!inSection || line.empty() || line.front() == '#' || line.front() == ';') continue;
-        if (equals == std::string_view::npos || trimmed(line.substr(0, equals)) != key) continue;
-        return {true, true, i, trimmed(line.substr(equals + 1))};
+        const std::string_view whole = lines[i];
+        const std::size_t equals = whole.find('=');
+        if (!inSection || isComment(line) || equals == std::string_view::npos) continue;
+        if (trimmed(whole.substr(0, equals)) != key) continue;
+        const std::string_view behind = whole.substr(equals + 1);
+        const std::string_view value = trimmed(behind.substr(0, behind.find_first_of("#;")));
+        const std::size_t start = value.empty() ? equals + 1 : std::size_t(value.data() - whole.data());
+        return {true, true, i, start, value.size()};
     }
     return place;
 }
@@ -76,14 +92,14 @@ Place find(const std::vector<std::string>& lines, std::string_view section, std:
 std::string withEntry(const std::string& text, std::string_view section, const std::string& key,
                       float value) {
     char digits[32];
-    const std::to_chars_result end = std::to_chars(std::begin(digits), std::end(digits), value);
-    const std::string entry = key + " = " + std::string(digits, end.ptr);
+    const std::string number(digits, std::to_chars(std::begin(digits), std::end(digits), value).ptr);
+    const std::string entry = key + " = " + number;
 
     std::vector<std::string> lines = linesOf(text);
     const Place place = find(lines, section, key);
     const auto at = lines.begin() + static_cast<std::ptrdiff_t>(place.line);
     if (place.hasKey) {
-        *at = entry;
+        at->replace(place.start, place.size, number);
     } else if (place.hasSection) {
         lines.insert(at, entry);
     } else {
@@ -201,9 +217,11 @@ std::optional<float> readSetting(const std::string& file, const std::string& sec
     const Place place = find(lines, section, key);
     if (!place.hasKey) return std::nullopt;
 
+    const char* first = lines[place.line].data() + place.start;
+    const char* end = first + place.size;
+    if (place.size >= 2 && first[0] == '+' && first[1] != '-') first++;
     float value;
-    const char* end = place.value.data() + place.value.size();
-    const std::from_chars_result result = std::from_chars(place.value.data(), end, value);
+    const std::from_chars_result result = std::from_chars(first, end, value);
     if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
     return value;
 }

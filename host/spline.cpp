@@ -1,7 +1,8 @@
 // Spline fit of the torque record: a uniform cubic B-spline with the samples as control points.
 //
-// The curve has a continuous second derivative and stays within the range of its four newest samples; in
-// return it rounds off peaks and runs one to two sample intervals behind the newest sample.
+// The curve has a continuous second derivative and stays within the range of its four newest samples. In
+// return it is approximating: it does not pass through the samples, rounds off peaks, and runs two sample
+// intervals behind the record.
 #include <algorithm>
 #include <iterator>
 
@@ -15,17 +16,17 @@ int zvmcinitBtraj(Bsplinep* fit) {
     return 0;
 }
 
-int zvmcaddpointBfitting(Bsplinep* fit, int flag, double value) {
+int zvmcaddpointBfitting(Bsplinep* fit, int, double value) {
     // the first sample stands for those before it
     if (fit->num <= 0) std::fill(std::begin(fit->point), std::end(fit->point), value);
     std::shift_left(std::begin(fit->point), std::end(fit->point), 1);
     fit->point[kPoints - 1] = value;
     fit->num = std::min(fit->num + 1, kPoints);
-    fit->end = flag == 0 ? 1 : 0;
     return 0;
 }
 
 int zvmccomBfitting(Bsplinep fit, int count, double* time, int position, double* result, dmat) {
+    *result = 0.0;
     if (count != kPoints || fit.num <= 0) return -1;
     const double interval = time[1] - time[0];
     if (!(interval > 0.0)) return -1;

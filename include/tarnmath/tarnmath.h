@@ -235,6 +235,7 @@ void unitQtrn(QTRN* out, const QTRN* q);
 void qtrnToDspl(VECT* out, const QTRN* q);
 
 // ---- run-time matrices; out is allocated by the caller in the size of the result
+// A host may limit that size, to 27 by 27 or more, and gives -1 beyond it, out untouched.
 
 // out = a * b. out may share its elements with a or b. 0; -1 when the sizes do not fit, out untouched.
 int matmul(dmat a, dmat b, dmat out);

@@ -226,11 +226,10 @@ struct COLLISION_DETECTION {           // mcb.collisionDetection
     float   tcpRealForce[6];           // N, N m     lib   estimated force and torque at the end
 };
 
-// Fit of one joint of the torque record: a cubic through the latest samples. The host's own; the library
+// Fit of one joint of the torque record: a cubic over the latest samples. The host's own; the library
 // keeps it, copies it and hands it back to the spline services. Its size is part of the block's layout.
 struct Bsplinep {
     int    num;                        // -          host  points in use, at most 4
-    int    end;                        // -          host  the last point of the record has come
     double point[4];                   // as given   host  latest points, newest last
 };
 

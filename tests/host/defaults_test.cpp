@@ -27,8 +27,7 @@ TEST(Defaults, EveryArmHoldsItsHeaviestLoadWithinTheRatedTorque) {
             for (double& v : q.v) v = angle(engine);
             zvmcGravityTorque(&q, &load, &torque);
             for (int i = 0; i < 6; i++)
-                worst = std::max(worst,
-                                 std::fabs(torque.v[i]) / (ref::gearRatio(arm.type, i) * double(rated[i])));
+                worst = std::max(worst, std::fabs(torque.v[i] / ref::gearRatio(arm.type, i) / rated[i]));
         }
         EXPECT_LT(worst, 1.0) << arm.type;
         EXPECT_GT(worst, 0.3) << arm.type;  // and the motors are not out of all proportion

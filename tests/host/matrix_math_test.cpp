@@ -1,3 +1,4 @@
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -17,11 +18,9 @@ struct Matrix {
         for (int i = 0; i < rows; i++) rowPointers.push_back(storage.data() + i * columns - base);
         m = {base, base + rows - 1, base, base + columns - 1, storage.data(), rowPointers.data()};
     }
-    Matrix& fill(unsigned seed) {
+    void fill(unsigned seed) {
         std::mt19937 engine(seed);
-        std::uniform_real_distribution<double> number(-1.0, 1.0);
-        for (double& x : storage) x = number(engine);
-        return *this;
+        for (double& x : storage) x = std::uniform_real_distribution<double>(-1.0, 1.0)(engine);
     }
 };
 
@@ -43,23 +42,38 @@ TEST(MatrixMath, ProductInPlaceEqualsProductBeside) {
 }
 
 TEST(MatrixMath, InverseInPlaceTimesMatrixIsOne) {
-    for (int n : {1, 6, 27, 70}) {
-        Matrix a(n, n), inverse(n, n);
-        a.fill(3), inverse.fill(3);
-        ASSERT_EQ(matinvert(inverse.m, inverse.m), 0);
-        ASSERT_EQ(matmul(a.m, inverse.m, a.m), 0);
-        for (int i = 0; i < n; i++)
-            for (int j = 0; j < n; j++) EXPECT_NEAR(a.m.el[i][j], i == j ? 1.0 : 0.0, 1e-10) << n;
-    }
+    for (int n : {1, 6, 27, 32})
+        for (double unit : {1.0, 1e-4}) {  // rows and columns in units up to 12 decades apart
+            Matrix a(n, n), inverse(n, n);
+            a.fill(3);
+            for (int i = 0; i < n; i++)
+                for (int j = 0; j < n; j++) {
+                    if (n == 6) a.m.el[i][j] = 1.0 / (i + j + 1);  // ill-conditioned, and regular
+                    a.m.el[i][j] *= std::pow(unit, i % 4 + j % 3);
+                }
+            inverse.storage = a.storage;
+            ASSERT_EQ(matinvert(inverse.m, inverse.m), 0);
+            ASSERT_EQ(matmul(inverse.m, a.m, a.m), 0);
+            for (int i = 0; i < n; i++)
+                for (int j = 0; j < n; j++)
+                    EXPECT_NEAR(a.m.el[i][j] * std::pow(unit, i % 3 - j % 3), i == j, 1e-8) << n;
+        }
 }
 
 TEST(MatrixMath, RefusalsLeaveTheOutputAlone) {
-    Matrix singular(3, 3), out(3, 3), narrow(3, 2), kept(3, 3);
-    singular.storage = {1, 2, 4, 2, 4, 8, 0, 1, 1};
+    Matrix singular(5, 5), out(5, 5), narrow(5, 2), wide(33, 33), kept(5, 5);
     out.fill(5), kept.fill(5);
-    EXPECT_EQ(matinvert(singular.m, out.m), -1);
+    std::mt19937 engine(6);
+    for (int n = 0; n < 200; n++) {  // whole numbers, the middle row a sum of others
+        for (double& x : singular.storage) x = int(engine() % 201) - 100;
+        for (int j = 0; j < 5; j++)
+            singular.m.el[2][j] = singular.m.el[0][j] - 2 * singular.m.el[1][j] + singular.m.el[4][j];
+        EXPECT_EQ(matinvert(singular.m, out.m), -1) << n;
+    }
     EXPECT_EQ(matinvert(narrow.m, out.m), -1);
     EXPECT_EQ(matmul(narrow.m, out.m, out.m), -1);
     EXPECT_EQ(matSum(narrow.m, out.m, out.m), -1);
     EXPECT_EQ(out.storage, kept.storage);
+    EXPECT_EQ(matmul(wide.m, wide.m, wide.m), -1);  // beyond this host's size
+    EXPECT_EQ(matinvert(wide.m, wide.m), -1);
 }

@@ -9,8 +9,6 @@
 
 namespace {
 
-const double kNan = std::nan("");
-
 std::array<double, 12> numbers(const TRSF& t) {
     return {t.n.x, t.n.y, t.n.z, t.o.x, t.o.y, t.o.z, t.a.x, t.a.y, t.a.z, t.p.x, t.p.y, t.p.z};
 }
@@ -24,26 +22,24 @@ std::array<double, 12> numbers(const TRSF& t) {
 
 const TRSF kIdentity = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0}};
 
-struct RandomPose {
-    std::mt19937 engine{7};
-    std::uniform_real_distribution<double> angle{-180.0, 180.0};
-    TRSF operator()() {
-        TRSF t;
-        rpyToTrsf(&t, angle(engine), angle(engine), angle(engine));
-        t.p = {angle(engine), angle(engine), angle(engine)};
-        return t;
-    }
-};
+double angle() {
+    static std::mt19937 engine(7);
+    return std::uniform_real_distribution<double>(-180.0, 180.0)(engine);
+}
+
+TRSF randomPose() {
+    TRSF t;
+    rpyToTrsf(&t, angle(), angle(), angle());
+    t.p = {angle(), angle(), angle()};
+    return t;
+}
 
 }  // namespace
 
 TEST(PoseMath, RotationsAreThoseOfKdl) {
-    std::mt19937 engine(1);
-    std::uniform_real_distribution<double> angle(-180.0, 180.0);
     for (int n = 0; n < 100; n++) {
-        const double z = angle(engine), y = angle(engine), x = angle(engine);
-        TRSF t = kIdentity;
-        t.p = {1, 2, 3};
+        const double z = angle(), y = angle(), x = angle();
+        TRSF t = {{}, {1, 2, 3}};
         rpyToTrsf(&t, z, y, x);
         const KDL::Rotation r = KDL::Rotation::RPY(x * M_PI / 180, y * M_PI / 180, z * M_PI / 180);
         const TRSF expected = {
@@ -57,9 +53,8 @@ TEST(PoseMath, RotationsAreThoseOfKdl) {
         const KDL::Vector axisAngle = r.GetRot();
         qtrnToDspl(&turn, &q);
         EXPECT_GE(q.c, 0.0);
-        EXPECT_NEAR(turn.x, axisAngle.x(), 1e-7);  // KDL loses digits near half a turn
-        EXPECT_NEAR(turn.y, axisAngle.y(), 1e-7);
-        EXPECT_NEAR(turn.z, axisAngle.z(), 1e-7);
+        // KDL loses digits near half a turn
+        EXPECT_TRUE(KDL::Equal({turn.x, turn.y, turn.z}, axisAngle, 1e-7)) << z << " " << y << " " << x;
     }
 }
 
@@ -79,27 +74,23 @@ TEST(PoseMath, AnglesComeBackAlsoAtThePoles) {
                 trsfToRpyRt(&rz, &ry, &rx, &t, &ref);
                 rpyToTrsf(&again, rz, ry, rx);
                 EXPECT_LT(distance(t, again), 2e-9) << z << " " << y << " " << x;
-                EXPECT_LT(std::fabs(rx - ref.x), 3.0);
-                EXPECT_LT(std::fabs(rz - ref.z), 3.0);
+                EXPECT_LT(std::fabs(rx - ref.x), 1.00001);  // also at a pole, where both may move
+                EXPECT_LT(std::fabs(rz - ref.z), 1.00001);
             }
 }
 
 TEST(PoseMath, OutputsMayAliasInputs) {
-    RandomPose random;
     for (int n = 0; n < 20; n++) {
-        const TRSF a = random(), b = random();
-        TRSF product, t = a, inverse, one;
+        const TRSF a = randomPose(), b = randomPose();
+        TRSF product, t = a, u = b;
         multTrsf(&product, &a, &b);
         multTrsf(&t, &t, &b);
+        multTrsf(&u, &a, &u);
         EXPECT_EQ(numbers(t), numbers(product));
-        t = b;
-        multTrsf(&t, &a, &t);
-        EXPECT_EQ(numbers(t), numbers(product));
-
-        inverse = a;
-        invertTrsf(&inverse, &inverse);
-        multTrsf(&one, &a, &inverse);
-        EXPECT_LT(distance(one, kIdentity), 1e-12);
+        EXPECT_EQ(numbers(u), numbers(product));
+        invertTrsf(&t, &t);
+        multTrsf(&t, &t, &u);
+        EXPECT_LT(distance(t, kIdentity), 1e-12);
 
         // rotation services on a pose leave its position
         t = a;
@@ -128,7 +119,7 @@ TEST(PoseMath, SingularAndNonNumbersStayVisible) {
     EXPECT_FALSE(std::isfinite(inverse.n.x));
     EXPECT_FALSE(std::isfinite(inverse.a.z));
 
-    const TRSF bad = {{{kNan, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {kNan, 0, 0}};
+    const TRSF bad = {{{std::nan(""), 0, 0}, {0, 1, 0}, {0, 0, 1}}, {}};
     const VECT ref = {};
     double rz, ry, rx;
     trsfToRpyRt(&rz, &ry, &rx, &bad, &ref);

@@ -51,8 +51,7 @@ TEST_F(Settings, EveryFloatComesBackAsItWas) {
     EXPECT_EQ(text(), "[USER_PARAM]\nTENTH = 0.1\n");
     std::mt19937 engine(31);
     for (int n = 0; n < 300; n++) {
-        const std::uint32_t bits =
-            n == 0 ? 1U : static_cast<std::uint32_t>(engine());  // 1: the smallest of all
+        const auto bits = std::uint32_t(n == 0 ? 1 : engine());  // 1: the smallest of all
         float value;
         std::memcpy(&value, &bits, sizeof value);
         if (value != value) continue;
@@ -64,15 +63,14 @@ TEST_F(Settings, EveryFloatComesBackAsItWas) {
 
 TEST_F(Settings, WhateverIsNotTheKeyKeepsItsPlace) {
     setText(
-        "# made by hand\n[OTHER]\nFRIC = 9\n\n[ USER_PARAM ]\n; FRIC = 2\n  FRIC=0.5 \nname = arm "
-        "7\n\n[LAST]\nA = 1");
+        "# by hand\n[OTHER]\nFRIC = +9 ; nine\n\n[ USER_PARAM ] # mine\n; FRIC = 2\n  FRIC=0.5 ; half\r\n"
+        "name = arm 7\n\n[LAST]\nA = 1");
     ASSERT_EQ(write("FRIC", 1.0F), 0);
     ASSERT_EQ(write("ADDED", -2.5F), 0);
     ASSERT_EQ(ConfigWriteEntry(USER_CONFIG_FILE, "NEW", "B", 3.0F), 0);
     EXPECT_EQ(text(),
-              "# made by hand\n[OTHER]\nFRIC = 9\n\n[ USER_PARAM ]\n; FRIC = 2\nFRIC = 1\nname = arm "
-              "7\nADDED = -2.5\n\n"
-              "[LAST]\nA = 1\n\n[NEW]\nB = 3\n");
+              "# by hand\n[OTHER]\nFRIC = +9 ; nine\n\n[ USER_PARAM ] # mine\n; FRIC = 2\n  FRIC=1 ; half\r\n"
+              "name = arm 7\nADDED = -2.5\n\n[LAST]\nA = 1\n\n[NEW]\nB = 3\n");
     EXPECT_EQ(readSetting(USER_CONFIG_FILE, "OTHER", "FRIC"), 9.0F);
     EXPECT_EQ(readSetting(USER_CONFIG_FILE, kSection, "name"), std::nullopt);  // no number
     EXPECT_EQ(readSetting(USER_CONFIG_FILE, kSection, "A"), std::nullopt);     // of another section

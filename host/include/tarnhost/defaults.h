@@ -3,6 +3,9 @@
 
 namespace tarn::host {
 
+// Comes first: until then the blocks are all zero, mpb.TOOL is no pose, and the services have nothing to
+// answer from.
+//
 // Zeroes mcb, mpb and how and fills in what a host without any settings starts from: an idle arm of the given
 // type with all joints at zero, on the floor, without tool and load, faults clear, friction compensation on.
 // Also drops pending requests, forgets what the drives and the safety board were told, and empties the frames

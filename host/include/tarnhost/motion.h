@@ -13,7 +13,8 @@ bool requestState(int request);
 
 // Serves what was asked since the last call; a request that does not fit the state is dropped. The host calls
 // it once per cycle, after the library's supervisors and before gravityTorqueControl. In TGEN_DRAG the
-// commanded joints follow the measured ones.
+// commanded joints follow the measured ones. When the arm becomes idle, mpb.jointPos and mpb.goalPos take the
+// commanded position: what was left of the motion is forgotten.
 void serveRequests();
 
 // What the requests without a state asked for, counted as they were served.
@@ -23,8 +24,5 @@ struct MotionRecord {
     int goalUpdates;    // tmcUpdateJointCartGoalPos
 };
 extern MotionRecord motionRecord;
-
-// Drops pending requests and clears motionRecord.
-void resetMotion();
 
 }  // namespace tarn::host

@@ -6,9 +6,9 @@ namespace tarn::host {
 struct PlannerValues {
     // Velocity feed-forward of the drives, thousandths of rated torque per degree per second. Zero: friction
     // is left to the library's compensation. A real controller takes it from the drives' settings.
-    double velocityGain[6];
+    double velocityGain[6] = {};
     // Scale of the collision thresholds by joint. A real controller lowers it with load and speed.
-    float collisionRatio[6];
+    float collisionRatio[6] = {1, 1, 1, 1, 1, 1};
 };
 
 extern PlannerValues plannerValues;

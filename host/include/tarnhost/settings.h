@@ -3,12 +3,14 @@
 // A file is text in sections and keys,
 //     [USER_PARAM]
 //     FRIC_COMPENSATION = 1
-// with comment lines that start with '#' or ';'. Whatever is not the key in hand keeps its place and its
-// bytes. A value is written with the fewest digits that read back as the same float.
+// with comments from '#' or ';' to the end of the line. Whatever is not the value in hand keeps its place and
+// its bytes; a missing last newline is added. A value is written with the fewest digits that read back as the
+// same float.
 //
 // Files are replaced, not edited: the new text goes beside the old one, is flushed to the disk and takes its
-// name, so that power loss leaves the old file or the new one. For command handlers: the calls wait for the
-// disk. A real controller batches the keys of one command and writes from a thread of its own.
+// name, so that power loss leaves the old file or the new one. The calls wait for the disk, which suits
+// command handlers. The dynamic load identification writes from the cycle, and this host still waits there: a
+// queue is to come. A real controller batches the keys of one command and writes from a thread of its own.
 #pragma once
 
 #include <optional>

@@ -1,20 +1,23 @@
 #!/bin/sh
-# The names that the headers declare with TARN_API are exactly those that the library exports, unmangled.
-# Usage: check_exports.sh LIBRARY INCLUDE_FOLDER
+# The names that the headers declare for an owner are exported by its library, unmangled: with TARN_API for the
+# library itself, which exports nothing else, and without it for a host.
+# Usage: check_exports.sh LIBRARY INCLUDE_FOLDER [library|host]
 set -eu
 library=$1
 include=$2
+owner=${3:-library}
 tools=$(dirname "$0")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 find "$include" -name '*.h' -exec awk -f "$tools/declared_names.awk" {} + |
-    sed -n 's/^library //p' | sort -u > "$work/declared"
+    sed -n "s/^$owner //p" | sort -u > "$work/declared"
 "${NM:-nm}" -D --defined-only "$library" | awk '{ sub(/@.*/, "", $3); print $3 }' | sort -u > "$work/exported"
 
 missing=$(comm -23 "$work/declared" "$work/exported")
-extra=$(comm -13 "$work/declared" "$work/exported")
+extra=
+[ "$owner" = host ] || extra=$(comm -13 "$work/declared" "$work/exported")
 [ -s "$work/declared" ] || missing="(no declaration found in $include)"
-for name in $missing; do echo "missing: $name is declared with TARN_API and not exported"; done
+for name in $missing; do echo "missing: $name is declared for the $owner and not exported"; done
 for name in $extra; do echo "extra: $name is exported and not declared with TARN_API"; done
-[ -z "$missing$extra" ] && echo "$(wc -l < "$work/exported") exported names, as declared"
+[ -z "$missing$extra" ] && echo "$(wc -l < "$work/declared") declared names, all exported"

@@ -71,6 +71,13 @@ build mangled 'TARN_API int loose(int v) { return v; }'
 catches "a mangled name" "extra: _Z5loosei" "$tools/check_exports.sh" mangled.so include
 "$compiler" -std=c++20 -fPIC -shared -nostdlib -fvisibility=hidden -Iinclude -DLEAVE_OUT clean.cpp -o missing.so
 catches "a missing function" "missing: afterInline" "$tools/check_exports.sh" missing.so include
+"$compiler" -fPIC -shared -nostdlib -Iinclude -include kit/api.h -x c++ - -o host.so << 'END'
+void hostLog(int, const char*, ...) {}
+Part hostPart;
+END
+passes "services, clean" "$tools/check_exports.sh" host.so include host
+echo 'void hostLog(int, const char*, ...) {} int hostPart;' | "$compiler" -fPIC -shared -nostdlib -x c++ - -o loose.so
+catches "a mangled service" "missing: hostLog" "$tools/check_exports.sh" loose.so include host
 mkdir empty
 catches "a folder without declarations" "missing" "$tools/check_exports.sh" clean.so empty
 

@@ -23,5 +23,11 @@ install(FILES
 # Relative to the file itself, so that the installed tree can be moved.
 file(RELATIVE_PATH TARN_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" TARN_PREFIX_FROM_PC "${TARN_PREFIX_FROM_PC}")
-configure_file(cmake/tarnforce.pc.in ${PROJECT_BINARY_DIR}/tarnforce.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/tarnforce.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(TARN_PC_FILES tarnforce.pc)
+if(TARN_HOST)
+    list(APPEND TARN_PC_FILES tarnforce-host.pc)
+endif()
+foreach(file ${TARN_PC_FILES})
+    configure_file(cmake/${file}.in ${PROJECT_BINARY_DIR}/${file} @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${file} DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -1,5 +1,6 @@
-// The least that a controller has to bring: the three state blocks, the services that the library calls, and
-// one call of gravityTorqueControl in each cycle.
+// A controller in the making: its own state blocks, its own log, settings and gravity tables, and one call of
+// gravityTorqueControl in each cycle. Every service that is not defined here comes from the reference host
+// that is linked behind it, so a controller can take over one service after the other.
 //
 // The arm (family B on the floor, 2 kg at the flange) starts stretched out to the side, lifts its upper arm
 // to the vertical within 2000 cycles and stays there. You will see the six motor currents, in thousandths of
@@ -54,10 +55,6 @@ int tmcDynComGravityExloadWall(JNTS* q, EX_LOAD* exload, JNTS* gtorque, int /*mo
 int tmcDynComGravityExloadCeiling(JNTS* q, EX_LOAD* exload, JNTS* gtorque, int /*model*/) {
     return zvmcGravityTorque(q, exload, gtorque);
 }
-
-// No safety board here: safetyStopEnable stays 0, so these two are never called.
-int tfsSetRobotJointFrictionCmpstOnOff(uint8_t /*flag*/) { return 0; }
-int tfsSetRobotJointFrictionLevel(float* /*level*/) { return 0; }
 
 // ---- the cycle
 

@@ -41,5 +41,5 @@ export PKG_CONFIG_PATH
 sanitize=$(printf '%s\n' "$@" | sed -n 's/^-DCMAKE_CXX_FLAGS=//p')
 # shellcheck disable=SC2046,SC2086 # lists of arguments
 "$compiler" -std=c++20 $sanitize "$example/main.cpp" -o "$work/by_pkg_config" \
-    $(pkg-config --cflags --libs tarnforce) -Wl,-rpath,"$(pkg-config --variable=libdir tarnforce)"
+    $(pkg-config --cflags --libs tarnforce-host) -Wl,-rpath,"$(pkg-config --variable=libdir tarnforce)"
 looks "$work/by_pkg_config"

@@ -36,4 +36,13 @@ struct CARTPOS_FORCE {               // pose or offset; rotation Rz(c) * Ry(b) *
 
 // clang-format on
 
+// ==== singularity of the arm under the sensor
+
+// Jacobian of the arm in single precision: vx, vy, vz, wx, wy, wz of the flange in the base frame, m and
+// radians, by columns, element r of joint c at Jacob[r + 6 * c].
+//
+// paramDH[6]: d1, a2, a3, d4, d5, d6, mm; the signs of a2 and a3 do not matter. joint_post[6]: radians.
+// Jacob[36]: output. Reads and writes no state; cycle and command.
+TARN_API void velocityJacob(const float* paramDH, const float* joint_post, float* Jacob);
+
 }  // extern "C"

@@ -21,6 +21,9 @@ trap 'rm -rf "$work"' EXIT
     for name in memcpy memset memmove memcmp __memcpy_chk __memset_chk __memmove_chk __stack_chk_fail; do
         echo "$name"
     done
+    # the noise of the environment estimate draws on the process's own sequence; only other callers of rand could
+    # hold the lock inside
+    echo rand
     # what every shared object refers to, weakly
     for name in __cxa_finalize __gmon_start__ _ITM_registerTMCloneTable _ITM_deregisterTMCloneTable; do
         echo "$name"

@@ -50,6 +50,11 @@ int main(int argc, char** argv) {
         std::printf("type %d: gravity torques agree with KDL to %.1e N m\n", robotType, difference);
         if (!(difference < 1e-9)) return 1;
     }
+    for (int robotType : {103, 1001}) {
+        const double difference = jacobianDisagreement(robotType);
+        std::printf("type %d: Jacobians agree with KDL to %.1e\n", robotType, difference);
+        if (!(difference < 1e-9)) return 1;
+    }
     // several short repetitions, unless the command line says otherwise
     char repetitions[] = "--benchmark_repetitions=7", time[] = "--benchmark_min_time=0.1";
     std::vector<char*> arguments = {argv[0], repetitions, time};

@@ -1,8 +1,10 @@
 #include "workloads.h"
 
+#include <Eigen/LU>
 #include <algorithm>
 #include <cmath>
 #include <kdl/chaindynparam.hpp>
+#include <kdl/chainjnttojacsolver.hpp>
 #include <memory>
 #include <random>
 
@@ -11,6 +13,8 @@
 #include "tarnhost/defaults.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tmcforceblock.h"
+#include "zvmcforcesensorblock.h"
+#include "zvmctoolblock.h"
 
 namespace tarn::bench {
 namespace {
@@ -62,8 +66,10 @@ void prepareDrag(int robotType) {
 struct KdlArm {
     KDL::Chain chain;
     std::unique_ptr<KDL::ChainDynParam> dynamics;
+    std::unique_ptr<KDL::ChainJntToJacSolver> jacobianSolver;
     std::vector<KDL::JntArray> pose;
     KDL::JntArray torque;
+    KDL::Jacobian jacobian;
 };
 KdlArm kdl;
 
@@ -89,11 +95,26 @@ void prepareKdl(int robotType) {
     const KDL::Vector gravity = mount.Inverse() * KDL::Vector(0.0, 0.0, -9.8);
     kdl.dynamics = std::make_unique<KDL::ChainDynParam>(kdl.chain, gravity);
     kdl.torque = KDL::JntArray(6);
+    kdl.jacobianSolver = std::make_unique<KDL::ChainJntToJacSolver>(kdl.chain);
+    kdl.jacobian = KDL::Jacobian(6);
     for (const JNTS& degrees : pose) {
         KDL::JntArray q(6);
         for (unsigned i = 0; i < 6; i++) q(i) = degrees.v[i] * kRadPerDeg;
         kdl.pose.push_back(q);
     }
+}
+
+// ---- 6 by 6 matrices
+
+using Matrix6 = Eigen::Matrix<double, 6, 6>;
+Matrix6 matrix[kStates];
+Matrix6 inverse;
+
+void prepareMatrices(int) {
+    std::mt19937_64 random(20240301);
+    std::uniform_real_distribution<double> element(-1.0, 1.0);
+    for (Matrix6& m : matrix)
+        for (double& x : m.reshaped()) x = element(random);
 }
 
 // ---- the calls
@@ -121,6 +142,83 @@ void gravityForm(int state) {
                    torque.v);
 }
 
+void inverseOurs(int state) { inv(matrix[state].data(), inverse.data()); }
+
+void inverseEigen(int state) { inverse = matrix[state].inverse(); }
+
+void filterSection(int) {
+    double filtered;
+    for (int i = 0; i < 6; i++) Loadbuttord(i, 5, &filtered);
+}
+
+BUTTERWORTHFILTER butterworth;
+
+void prepareButterworth(int) {
+    fillStates();
+    zvmcButterWorthFiltInit(&butterworth, 0);
+}
+
+void butterworthSample(int state) {
+    double filtered;
+    zvmcButterWorthFiltProcessData(&butterworth, pose[state].v[0], &filtered, 0);
+}
+
+// The arm in meters, and its Jacobian: by rows, and by columns in single precision.
+struct OurArm {
+    double alpha[6], a[6], d[6];
+    float paramDH[6];
+    double q[kStates][6];  // radians
+    float qSingle[kStates][6];
+    double jacobian[6][6];
+    double* rows[6];
+    float jacobianSingle[36];
+};
+OurArm ours;
+
+void prepareJacobian(int robotType) {
+    prepareArm(robotType);
+    const double* l = gravitySet(robotType)->paramSDH;
+    const double right = 90.0 * kRadPerDeg;
+    const double alpha[6] = {right, 0.0, 0.0, right, -right, 0.0};
+    const double a[6] = {0.0, -std::fabs(l[1]), -std::fabs(l[2]), 0.0, 0.0, 0.0};
+    const double d[6] = {l[0], 0.0, 0.0, l[3], l[4], l[5]};
+    for (int i = 0; i < 6; i++) {
+        ours.alpha[i] = alpha[i];
+        ours.a[i] = 0.001 * a[i];
+        ours.d[i] = 0.001 * d[i];
+        ours.paramDH[i] = static_cast<float>(l[i]);
+        ours.rows[i] = ours.jacobian[i];
+        for (int state = 0; state < kStates; state++) {
+            ours.q[state][i] = pose[state].v[i] * kRadPerDeg;
+            ours.qSingle[state][i] = static_cast<float>(ours.q[state][i]);
+        }
+    }
+}
+
+// A chain that is not recognized as the common shape; its Jacobian is the same to rounding.
+void prepareJacobianAnyChain(int robotType) {
+    prepareJacobian(robotType);
+    ours.d[1] = 1e-300;
+}
+
+void jacobianKdl(int state) {
+    kdl.jacobianSolver->JntToJac(kdl.pose[static_cast<size_t>(state)], kdl.jacobian);
+}
+
+void jacobianOurs(int state) { Jacobian_com(ours.alpha, ours.a, ours.d, ours.q[state], ours.jacobian); }
+
+void jacobianClosedForm(int state) {
+    zvB_jacob(ours.q[state], dmat{0, 5, 0, 5, ours.jacobian[0], ours.rows});
+}
+
+void jacobianSingle(int state) { velocityJacob(ours.paramDH, ours.qSingle[state], ours.jacobianSingle); }
+
+void endVelocity(int state) {
+    JNTS q = pose[state];
+    double end[6] = {0.1, 0.2, -0.1, 0.3, 0.2, 0.1};
+    EndvelToJointvel(q.v, end, torque.v);
+}
+
 void frictionCurves(int state) { frictionCompensation(&velocity[state], friction); }
 
 void wholeCycle(int state) {
@@ -139,6 +237,16 @@ const std::vector<Workload>& workloads() {
         {"kdl/gravity/1001", "", 1001, prepareKdl, gravityKdl},
         {"zvmcGravityTorque/1001", "kdl/gravity/1001", 1001, prepareArm, gravityOurs},
         {"zvmcInvGravity/103", "kdl/gravity/103", 103, prepareForm, gravityForm},
+        {"eigen/inverse", "", 0, prepareMatrices, inverseEigen},
+        {"inv", "eigen/inverse", 0, prepareMatrices, inverseOurs},
+        {"Loadbuttord/six", "", 103, prepareArm, filterSection},
+        {"zvmcButterWorthFiltProcessData", "", 0, prepareButterworth, butterworthSample},
+        {"kdl/jacobian/103", "", 103, prepareKdl, jacobianKdl},
+        {"Jacobian_com/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianOurs},
+        {"Jacobian_com/103/any", "kdl/jacobian/103", 103, prepareJacobianAnyChain, jacobianOurs},
+        {"zvB_jacob/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianClosedForm},
+        {"velocityJacob/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianSingle},
+        {"EndvelToJointvel/103", "", 103, prepareArm, endVelocity},
         {"frictionCompensation/103", "", 103, prepareArm, frictionCurves},
         {"frictionCompensation/103/drag", "", 103, prepareDrag, frictionCurves},
         {"gravityTorqueControl/103/quiet", "", 103, prepareArm, wholeCycle},
@@ -157,6 +265,21 @@ double gravityDisagreement(int robotType) {
         gravityKdl(state);
         for (unsigned i = 0; i < 6; i++) {
             const double difference = std::fabs(torque.v[i] - kdl.torque(i));
+            if (!(difference <= worst)) worst = difference;  // a NaN is kept too
+        }
+    }
+    return worst;
+}
+
+double jacobianDisagreement(int robotType) {
+    prepareKdl(robotType);
+    prepareJacobian(robotType);
+    double worst = 0.0;
+    for (int state = 0; state < kStates; state++) {
+        jacobianOurs(state);
+        jacobianKdl(state);
+        for (unsigned i = 0; i < 36; i++) {
+            const double difference = std::fabs(ours.jacobian[i / 6][i % 6] - kdl.jacobian(i / 6, i % 6));
             if (!(difference <= worst)) worst = difference;  // a NaN is kept too
         }
     }

@@ -11,7 +11,7 @@ inline constexpr int kStates = 1024;  // poses and speeds, of a fixed seed; more
 
 struct Workload {
     std::string name;
-    std::string reference;  // workload of KDL with the same result; empty: none
+    std::string reference;  // workload of KDL or Eigen with the same result; empty: none
     int robotType;
     void (*prepare)(int robotType);  // sets the blocks; not measured
     void (*call)(int state);         // one call; state from 0 to kStates - 1
@@ -21,5 +21,8 @@ const std::vector<Workload>& workloads();
 
 // Largest difference between our gravity torque and KDL's over all states, N m.
 double gravityDisagreement(int robotType);
+
+// The same for the Jacobian, m and radians.
+double jacobianDisagreement(int robotType);
 
 }  // namespace tarn::bench

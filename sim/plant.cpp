@@ -11,6 +11,7 @@
 #include <numbers>
 
 #include "model/arm_shape.h"
+#include "sim/vectors.h"
 
 namespace tarn::sim {
 namespace {
@@ -19,6 +20,7 @@ constexpr double kCycle = 0.001;  // s
 constexpr double kRadian = std::numbers::pi / 180.0;
 constexpr double kMm = 1e-3;     // m
 constexpr double kKgMm2 = 1e-6;  // kg m^2
+constexpr int kToolBody = 7;     // behind the world and the links
 
 // The first message since it was last fetched. The engine's hooks are plain functions without context; each
 // thread that steps a plant has its own.
@@ -72,19 +74,20 @@ std::string modelText(const PlantOptions& options, const std::array<DhLink, 6>& 
             "<body name=\"link{0}\" pos=\"{1}\" quat=\"{2}\">"
             "<inertial pos=\"{3}\" quat=\"0.8 0.6 0 0\" mass=\"{4:.17g}\" diaginertia=\"1 1 1\"/>"
             "<joint name=\"joint{0}\" axis=\"0 0 1\" armature=\"{5:.17g}\"/>",
-            i + 1, vectorText(place), quaternionText(turn), vectorText(center), options.set.inparaM[i],
-            options.set.inparaIj[i] * kKgMm2);
+            i + 1, vectorText(place), quaternionText(turn), vectorText(center),
+            options.massScale * options.set.inparaM[i], options.set.inparaIj[i] * kKgMm2);
         place = linkOrigin(links[i]);
         turn = twist;
     }
-    const Vec3& load = options.loadCenter;
     text += fmt::format(
         "<body name=\"tool\" pos=\"{}\" quat=\"{}\">"
-        "<inertial pos=\"{}\" mass=\"{:.17g}\" diaginertia=\"0 0 0\"/></body>",
-        vectorText(place), quaternionText(turn), numbers({load[0] * kMm, load[1] * kMm, load[2] * kMm}),
-        options.loadMass);
+        "<inertial pos=\"{}\" quat=\"0.8 0.6 0 0\" mass=\"{:.17g}\" diaginertia=\"1 1 1\"/>"
+        "<site name=\"sensor\" pos=\"{}\" quat=\"{}\"/></body>",
+        vectorText(place), quaternionText(turn), vectorText(vector(options.loadCenter) * kMm),
+        options.loadMass, vectorText(vector(options.sensorInEnd.origin) * kMm),
+        quaternionText(Eigen::Quaterniond(rotation(options.sensorInEnd)).normalized()));
     for (int i = 0; i < 6; i++) text += "</body>";
-    return text + "</worldbody></mujoco>";
+    return text + "</worldbody><sensor><force site=\"sensor\"/><torque site=\"sensor\"/></sensor></mujoco>";
 }
 
 mjModel* load(const std::string& text) {
@@ -103,23 +106,28 @@ mjModel* load(const std::string& text) {
     return model;
 }
 
-// Principal moments and axes of the true tensors. Sums of moments need not obey the triangle rule.
-void patchTensors(mjModel* model, const ParameterSet& set, const std::array<DhLink, 6>& links) {
+// Principal moments and axes of a true tensor (xx, xy, xz, yy, yz, zz; kg m^2 after the scale) in a frame
+// turned against the body's. Sums of moments need not obey the triangle rule.
+void patchTensor(mjModel* model, std::size_t body, const double t[6], double scale,
+                 const Eigen::Quaterniond& frame) {
+    Eigen::Matrix3d tensor;
+    tensor << t[0], t[1], t[2], t[1], t[3], t[4], t[2], t[4], t[5];
+    const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> principal(tensor * scale);
+    Eigen::Matrix3d axes = principal.eigenvectors();
+    if (axes.determinant() < 0.0) axes.col(2) *= -1.0;
+    const Eigen::Quaterniond turn = (frame * Eigen::Quaterniond(axes)).normalized();
+    for (int k = 0; k < 3; k++)
+        model->body_inertia[3 * body + static_cast<std::size_t>(k)] = principal.eigenvalues()[k];
+    const double q[4] = {turn.w(), turn.x(), turn.y(), turn.z()};
+    std::copy(std::begin(q), std::end(q), model->body_iquat + 4 * body);
+}
+
+void patchTensors(mjModel* model, const PlantOptions& options, const std::array<DhLink, 6>& links) {
     for (std::size_t i = 0; i < 6; i++) {
-        const double* t = set.inparaI + 6 * i;
-        Eigen::Matrix3d tensor;
-        tensor << t[0], t[1], t[2], t[1], t[3], t[4], t[2], t[4], t[5];
-        const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> principal(tensor * kKgMm2);
-        Eigen::Matrix3d axes = principal.eigenvectors();
-        if (axes.determinant() < 0.0) axes.col(2) *= -1.0;
-        const Eigen::Quaterniond turn =
-            (turnAboutX(links[i].alphaDeg) * Eigen::Quaterniond(axes)).normalized();
-        const std::size_t body = i + 1;  // body 0 is the world
-        for (int k = 0; k < 3; k++)
-            model->body_inertia[3 * body + static_cast<std::size_t>(k)] = principal.eigenvalues()[k];
-        const double q[4] = {turn.w(), turn.x(), turn.y(), turn.z()};
-        std::copy(std::begin(q), std::end(q), model->body_iquat + 4 * body);
+        patchTensor(model, i + 1, options.set.inparaI + 6 * i, options.inertiaScale * kKgMm2,
+                    turnAboutX(links[i].alphaDeg));
     }
+    patchTensor(model, kToolBody, options.loadInertia.data(), kKgMm2, Eigen::Quaterniond::Identity());
 }
 
 // Friction as a damping coefficient, N·m·s/rad: torque over velocity. In this form the engine takes it
@@ -146,7 +154,7 @@ Plant::Plant(const PlantOptions& options)
 
     const std::array<DhLink, 6> links = dhLinks(options.set);
     model_.reset(load(modelText(options, links)));
-    patchTensors(model_.get(), options.set, links);
+    patchTensors(model_.get(), options, links);
     for (std::size_t i = 0; i < 6; i++) options_.zeroShift[i] -= links[i].thetaOffsetDeg;
     motion_.reset(mj_makeData(model_.get()));
     scratch_.reset(mj_makeData(model_.get()));
@@ -164,6 +172,11 @@ void Plant::reset(const Joints& pose) {
     engineMessage.clear();
     setPose(motion_.get(), pose);
     mj_forward(model_.get(), motion_.get());
+    applyToolForces();
+    // the brakes leave nothing to the inertia
+    std::fill_n(motion_->qacc, 6, 0.0);
+    mj_sensorAcc(model_.get(), motion_.get());
+    gearTorque_ = gravityTorque(pose);
     raiseEngineTrouble();
 }
 
@@ -172,14 +185,74 @@ void Plant::step(const Currents& current) {
     const Joints torque = jointTorque(current);
     std::copy(torque.begin(), torque.end(), motion_->qfrc_applied);
     for (int n = 0; n < options_.substeps; n++) {
+        Joints before;
         for (std::size_t i = 0; i < 6; i++) {
             const FrictionCurve curve = options_.friction[i];
-            const double damping = curve == nullptr ? 0.0 : dampingOf(curve, motion_->qvel[i]);
+            before[i] = motion_->qvel[i];
+            const double damping = curve == nullptr ? 0.0 : dampingOf(curve, before[i]);
             model_->dof_damping[i] = options_.frictionScale * damping;
         }
-        mj_step(model_.get(), motion_.get());
+        mj_step1(model_.get(), motion_.get());
+        applyToolForces();
+        mj_step2(model_.get(), motion_.get());
         raiseEngineTrouble();
+        // motor less friction and rotor, with the friction at the new velocity, where the engine took it
+        for (std::size_t i = 0; i < 6; i++) {
+            const double after = motion_->qvel[i];
+            gearTorque_[i] = torque[i] - model_->dof_damping[i] * after -
+                             model_->dof_armature[i] * (after - before[i]) / model_->opt.timestep;
+        }
     }
+}
+
+ToolState Plant::readTool() const {
+    ToolState tool{};
+    tool.time = motion_->time;
+    tool.step = model_->opt.timestep;
+    const mjtNum* place = motion_->xpos + 3 * kToolBody;
+    const mjtNum* turn = motion_->xmat + 9 * kToolBody;
+    double velocity[6];  // of the turn, then of the origin
+    mj_objectVelocity(model_.get(), motion_.get(), mjOBJ_XBODY, kToolBody, velocity, 0);
+    for (std::size_t i = 0; i < 3; i++) {
+        tool.flange.origin[i] = place[i];
+        for (std::size_t axis = 0; axis < 3; axis++) tool.flange.axes[axis][i] = turn[3 * i + axis];
+        tool.spin[i] = velocity[i];
+        tool.velocity[i] = velocity[3 + i];
+    }
+    return tool;
+}
+
+// All of it enters as one force on the tool body: the sensor does not see what enters as joint torque.
+void Plant::applyToolForces() {
+    tool_ = readTool();
+    const Eigen::Vector3d flange = vector(tool_.flange.origin);
+    Eigen::Vector3d force = Eigen::Vector3d::Zero(), moment = force;
+    const auto add = [&](const PointWrench& at) {
+        force += vector(at.wrench.force);
+        moment += vector(at.wrench.moment) + (vector(at.point) - flange).cross(vector(at.wrench.force));
+    };
+    for (const Surface& surface : surfaces_) add(contactWrench(surface, sphere_, tool_));
+    contactForce_ = array(force);
+    for (const ToolForce& toolForce : toolForces_) add(toolForce(tool_));
+    toolWrench_ = {array(force), array(moment)};
+
+    // the engine's point is the body's center of mass
+    const Vec3 center = pointOf(tool_, options_.loadCenter);
+    moment += (flange - vector(center)).cross(force);
+    for (int k = 0; k < 3; k++) {
+        motion_->xfrc_applied[6 * kToolBody + k] = force[k];
+        motion_->xfrc_applied[6 * kToolBody + 3 + k] = moment[k];
+    }
+}
+
+Wrench Plant::sensorWrench() const {
+    Wrench wrench;
+    for (std::size_t i = 0; i < 3; i++) {
+        // the engine tells what the arm puts on the tool
+        wrench.force[i] = -motion_->sensordata[i];
+        wrench.moment[i] = -motion_->sensordata[3 + i];
+    }
+    return wrench;
 }
 
 void Plant::raiseEngineTrouble() {

@@ -7,15 +7,17 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "model/parameter_sets.h"
+#include "sim/tool_force.h"
 
 struct mjModel_;
 struct mjData_;
 
 namespace tarn::sim {
 
-using Vec3 = std::array<double, 3>;
 using Joints = std::array<double, 6>;
 using Currents = std::array<std::int16_t, 6>;  // thousandths of the motor's rated torque
 
@@ -24,15 +26,19 @@ using FrictionCurve = double (*)(double velocity);
 
 struct PlantOptions {
     ParameterSet set;
-    Joints zeroShift{};                       // deg, reported joint angle minus the model's
-    Vec3 gravity{0.0, 0.0, -9.8};             // m/s^2, base frame: this is how a mount enters
-    double loadMass = 0.0;                    // kg
-    Vec3 loadCenter{};                        // mm, flange frame
-    Joints ratedTorque{};                     // N·m, at the motor
-    Joints gearRatio{};                       // joint torque over motor torque
+    Joints zeroShift{};                   // deg, reported joint angle minus the model's
+    Vec3 gravity{0.0, 0.0, -9.8};         // m/s^2, base frame: this is how a mount enters
+    double loadMass = 0.0;                // kg
+    Vec3 loadCenter{};                    // mm, flange frame
+    std::array<double, 6> loadInertia{};  // kg mm^2 about its center, flange axes: xx, xy, xz, yy, yz, zz
+    Pose sensorInEnd{};                   // mm, of the force sensor in the flange frame; the load is behind
+    Joints ratedTorque{};                 // N·m, at the motor
+    Joints gearRatio{};                   // joint torque over motor torque
     std::array<FrictionCurve, 6> friction{};  // nullptr: the joint has none
     double frictionScale = 1.0;
-    int substeps = 4;  // engine steps in a cycle of 1 ms
+    double massScale = 1.0;     // of the links' masses in the set
+    double inertiaScale = 1.0;  // of the links' tensors about their centers in the set
+    int substeps = 4;           // engine steps in a cycle of 1 ms
 };
 
 // The engine reported a state it cannot go on from, or did not take the model.
@@ -47,6 +53,15 @@ class Plant {
     // Puts the arm at rest at a pose, degrees.
     void reset(const Joints& pose);
 
+    // What acts on the tool from now on, on top of the surfaces. Each is asked in every engine step.
+    void setToolForces(std::vector<ToolForce> forces) { toolForces_ = std::move(forces); }
+
+    // What the tool can touch from now on.
+    void setSurfaces(const ToolSphere& sphere, std::vector<Surface> surfaces) {
+        sphere_ = sphere;
+        surfaces_ = std::move(surfaces);
+    }
+
     // Advances by one cycle of 1 ms under constant currents. Throws PlantError when the motion blows up, and
     // ever after: the engine would start over from its reference pose, which must not pass for a result.
     void step(const Currents& current);
@@ -55,6 +70,15 @@ class Plant {
     Joints velocity() const;       // deg/ms
     double kineticEnergy() const;  // J, rotors included
     bool failed() const { return !failure_.empty(); }
+
+    // What the last engine step started with or had. After a reset the brakes hold the arm.
+    const ToolState& tool() const { return tool_; }
+    const Joints& gearTorque() const { return gearTorque_; }    // N·m, on the link behind rotor and friction
+    const Vec3& contactForce() const { return contactForce_; }  // N, of the surfaces on the tool, base frame
+    const Wrench& toolWrench() const { return toolWrench_; }  // all on the tool, about the flange, base frame
+    // What the tool puts on the force sensor, weight and inertial forces included: in the sensor's frame,
+    // about its origin, a hanging weight points down.
+    Wrench sensorWrench() const;
 
     // What follows asks about any pose (degrees) and leaves the motion alone.
     Joints gravityTorque(const Joints& pose) const;              // N·m, the torque that holds the arm
@@ -67,6 +91,8 @@ class Plant {
   private:
     void setPose(mjData_* data, const Joints& pose) const;
     void mapKinematics(const Joints& pose) const;
+    ToolState readTool() const;
+    void applyToolForces();
     void raiseEngineTrouble();
 
     PlantOptions options_;
@@ -74,6 +100,14 @@ class Plant {
     std::unique_ptr<mjData_, void (*)(mjData_*)> motion_;
     std::unique_ptr<mjData_, void (*)(mjData_*)> scratch_;  // for questions about other poses
     std::string failure_;
+
+    std::vector<ToolForce> toolForces_;
+    ToolSphere sphere_;
+    std::vector<Surface> surfaces_;
+    ToolState tool_{};
+    Joints gearTorque_{};
+    Vec3 contactForce_{};
+    Wrench toolWrench_{};
 };
 
 }  // namespace tarn::sim

@@ -1,5 +1,5 @@
-// The page of a run: one self-contained file, pictures drawn as inline SVG, no script, nothing fetched. It is
-// well-formed XML.
+// The page of a run: one self-contained file, nothing fetched. Its pictures are inline SVG and stand without
+// the script, which adds the zoom and the switches of the lines. It is well-formed XML.
 #pragma once
 
 #include <filesystem>

@@ -31,17 +31,19 @@ double uniform(std::mt19937_64& generator, double low, double high) {
     return low + (high - low) * static_cast<double>(generator() >> 11) * kUnit;
 }
 
-void collectLog(Run& run) {
+double timeOf(const Run& run) { return run.simulation == nullptr ? 0.0 : run.simulation->time(); }
+
+// Takes over the lines written since the last call; `time` is when that was, s.
+void collectLog(Run& run, double time) {
     constexpr const char* kSeverity[] = {"unknown", "debug", "info", "warn", "error", "fatal"};
-    const double now = run.simulation == nullptr ? 0.0 : run.simulation->time();
     host::drainLog([&](int severity, const char* line) {
         const bool known = 0 <= severity && severity < static_cast<int>(std::size(kSeverity));
         std::string text = line;
         while (!text.empty() && text.back() == '\n') text.pop_back();
-        run.log.push_back(fmt::format("{:8.3f} s  {}  {}", now, kSeverity[known ? severity : 0], text));
+        run.log.emplace_back(time, kSeverity[known ? severity : 0], std::move(text));
     });
     if (const int lost = host::takeDroppedLogLines(); lost > 0) {
-        run.log.push_back(fmt::format("{:8.3f} s  {} lines lost", now, lost));
+        run.log.emplace_back(time, "warn", fmt::format("{} lines lost", lost));
     }
 }
 
@@ -83,10 +85,9 @@ void Run::advance(double seconds) {
     for (long n = 0; n < cycles; n++) {
         simulation->cycle();
         recording.add(*simulation);
-        if (recording.size() % kProgressStep == 0) {
-            collectLog(*this);
-            if (progress) progress(simulation->time());
-        }
+        // every cycle: a line carries the start of the cycle that wrote it or came after it
+        collectLog(*this, simulation->cycleStart());
+        if (progress && recording.size() % kProgressStep == 0) progress(simulation->time());
     }
 }
 
@@ -107,10 +108,11 @@ void play(const Scenario& scenario, Run& run) {
         scenario.play(run, run.options.seconds.value_or(scenario.seconds));
     } catch (const PlantError& error) {
         blowUps = 1.0;
-        run.log.push_back(error.what());
+        collectLog(run, timeOf(run));
+        run.log.emplace_back(timeOf(run), "fatal", error.what());
     }
     run.atMost("Blow-ups of the physics engine", blowUps, 0.0, "");
-    collectLog(run);
+    collectLog(run, timeOf(run));
 }
 
 Joints standingPose(const RunOptions& options) {

@@ -43,6 +43,18 @@ struct Event {
     std::string word;
 };
 
+// A line of the log with the start of the cycle that wrote it; one written between two cycles belongs to the
+// later.
+struct LogLine {
+    double time = 0.0;     // s
+    std::string severity;  // debug, info, warn, error, fatal
+    std::string text;
+
+    LogLine(double at, std::string grade, std::string words)
+        : time(at), severity(std::move(grade)), text(std::move(words)) {}
+    LogLine(const char* words) : severity("info"), text(words) {}  // a word from before the start
+};
+
 // One run of a scenario: what it is asked, what it does, what came of it.
 struct Run {
     RunOptions options;
@@ -52,7 +64,7 @@ struct Run {
     Recording recording;
     std::vector<Event> events;
     std::vector<Verdict> verdicts;
-    std::vector<std::string> log;
+    std::vector<LogLine> log;
     std::vector<std::pair<std::string, std::string>> settings;
 
     Simulation& start(const SimulationOptions& setup);

@@ -20,10 +20,6 @@ namespace {
 
 constexpr double kGravity = 9.8;  // m/s^2, as in the library's models
 
-struct Drives {
-    std::array<FrictionCurve, 6> friction;
-};
-
 // The friction of the drives proper is the guiding form with unit gains: the plain form of size 32 has a dead
 // zone at standstill, which belongs to the compensation and not to a gear.
 double friction14(double v) { return joint14FrictionCalculate_deadzone_DRAG(v, 1.0, 1.0, 1.0, 1.0); }
@@ -32,24 +28,38 @@ double friction25(double v) { return joint25FrictionCalculate_deadzone_DRAG(v, 1
 double friction32(double v) { return joint32FrictionCalculate_deadzone_DRAG(v, 1.0, 1.0, 1.0, 1.0); }
 double friction40(double v) { return joint40FrictionCalculate_deadzone_DRAG(v, 1.0, 1.0, 1.0, 1.0); }
 
+struct DriveSize {
+    FrictionCurve friction;
+    double stiffness;  // N m/deg of the gear, from motor to link: middle of the range of its load
+};
+constexpr DriveSize kSize14 = {friction14, 70.0};
+constexpr DriveSize kSize17 = {friction17, 200.0};
+constexpr DriveSize kSize25 = {friction25, 700.0};
+constexpr DriveSize kSize32 = {friction32, 1600.0};
+constexpr DriveSize kSize40 = {friction40, 7500.0};
+
+struct Drives {
+    std::array<const DriveSize*, 6> size;
+};
+
 // clang-format off
 
 // What is built into the arms. It can differ from what the compensation assumes for a type.
 constexpr TypeRow<Drives> kDrives[] = {
-    // first, last,     J1          J2          J3          J4          J5          J6
-    {    1,  100, { { friction17, friction17, friction17, friction14, friction14, friction14 } } },
-    {  201,  400, { { friction32, friction32, friction25, friction17, friction17, friction17 } } },
-    {  401,  500, { { friction40, friction40, friction32, friction25, friction25, friction25 } } },
-    {  701,  701, { { friction17, friction17, friction14, friction14, friction14, friction14 } } },
-    {  702,  800, { { friction17, friction17, friction17, friction14, friction14, friction14 } } },
-    {  801,  900, { { friction17, friction17, friction14, friction14, friction14, friction14 } } },
-    {  901,  901, { { friction17, friction17, friction17, friction14, friction14, friction14 } } },
-    {  902,  902, { { friction32, friction32, friction25, friction17, friction17, friction17 } } },
-    {  903,  903, { { friction17, friction17, friction17, friction14, friction14, friction14 } } },
-    { 1001, 1100, { { friction40, friction40, friction32, friction25, friction25, friction25 } } },
+    // first, last,  J1        J2        J3        J4        J5        J6
+    {    1,  100, { { &kSize17, &kSize17, &kSize17, &kSize14, &kSize14, &kSize14 } } },
+    {  201,  400, { { &kSize32, &kSize32, &kSize25, &kSize17, &kSize17, &kSize17 } } },
+    {  401,  500, { { &kSize40, &kSize40, &kSize32, &kSize25, &kSize25, &kSize25 } } },
+    {  701,  701, { { &kSize17, &kSize17, &kSize14, &kSize14, &kSize14, &kSize14 } } },
+    {  702,  800, { { &kSize17, &kSize17, &kSize17, &kSize14, &kSize14, &kSize14 } } },
+    {  801,  900, { { &kSize17, &kSize17, &kSize14, &kSize14, &kSize14, &kSize14 } } },
+    {  901,  901, { { &kSize17, &kSize17, &kSize17, &kSize14, &kSize14, &kSize14 } } },
+    {  902,  902, { { &kSize32, &kSize32, &kSize25, &kSize17, &kSize17, &kSize17 } } },
+    {  903,  903, { { &kSize17, &kSize17, &kSize17, &kSize14, &kSize14, &kSize14 } } },
+    { 1001, 1100, { { &kSize40, &kSize40, &kSize32, &kSize25, &kSize25, &kSize25 } } },
 };
 constexpr Drives kDrivesOther =
-                  { { friction25, friction25, friction25, friction14, friction14, friction14 } };
+                  { { &kSize25, &kSize25, &kSize25, &kSize14, &kSize14, &kSize14 } };
 
 // Gear ratios.
 constexpr TypeRow<Joints> kGears[] = {
@@ -64,6 +74,21 @@ constexpr Joints kGearsOther = { 100, 100, 100, 100, 100, 100 };
 void copy(JNTS& to, const Joints& from) {
     std::copy(from.begin(), from.end(), to.v);
     to.num = NUM_JNTS;
+}
+
+// Tells the blocks which force sensor sits where, and answers its pose in the flange frame.
+Pose mountSensor(const SimulationOptions& options) {
+    mcb.fsCompanyID = options.forceSensor.company;
+    mcb.fsDeviceID = options.forceSensor.device;
+    const Vec3& place = options.sensorPlace;
+    const Vec3& turn = options.sensorTurn;
+    mcb.forceControl.forceSensorCoord = {place[0], place[1], place[2], turn[0], turn[1], turn[2]};
+    TRSF& pose = mpb.posSensorCtl.posSensorInEnd;
+    rpyToTrsf(&pose, turn[2], turn[1], turn[0]);
+    pose.p = {place[0], place[1], place[2]};
+    return {
+        place,
+        {{{pose.n.x, pose.n.y, pose.n.z}, {pose.o.x, pose.o.y, pose.o.z}, {pose.a.x, pose.a.y, pose.a.z}}}};
 }
 
 // Fills the blocks as a controller has them after power-on with this arm, mount and load. It comes first in
@@ -96,9 +121,25 @@ PlantOptions switchOn(const SimulationOptions& options) {
     zvmcJointDefaultTorque(rated);
     std::copy(std::begin(rated), std::end(rated), plant.ratedTorque.begin());
     plant.gearRatio = byType(kGears, kGearsOther, options.robotType);
-    plant.friction = byType(kDrives, kDrivesOther, options.robotType).friction;
+    const Drives& drives = byType(kDrives, kDrivesOther, options.robotType);
+    for (std::size_t i = 0; i < 6; i++) plant.friction[i] = drives.size[i]->friction;
     plant.frictionScale = options.frictionScale;
+    plant.massScale = options.massScale;
+    plant.inertiaScale = options.inertiaScale;
+    plant.loadInertia = options.loadInertia;
+    plant.sensorInEnd = mountSensor(options);
     return plant;
+}
+
+EncoderOptions encoderOptions(const SimulationOptions& options) {
+    EncoderOptions encoders;
+    const Drives& drives = byType(kDrives, kDrivesOther, options.robotType);
+    for (std::size_t i = 0; i < 6; i++) {
+        encoders.stiffness[i] = options.stiffnessScale * drives.size[i]->stiffness;
+    }
+    encoders.velocityCorner = options.velocityCorner;
+    encoders.accelerationCorner = options.accelerationCorner;
+    return encoders;
 }
 
 }  // namespace
@@ -138,7 +179,12 @@ Vec3 baseToRoom(const Mount& mount, const Vec3& v) {
 bool hasGravityModel(int robotType) { return gravitySet(robotType) != nullptr; }
 
 Simulation::Simulation(const SimulationOptions& options)
-    : options_(options), plant_(switchOn(options)), commanded_(options.startPose) {
+    : options_(options),
+      plant_(switchOn(options)),
+      forceSensor_(options.forceSensor),
+      encoderOptions_(encoderOptions(options)),
+      drives_(encoderOptions_),
+      commanded_(options.startPose) {
     plant_.reset(options.startPose);
     measure();
     copy(mpb.oldJ6, measured_);
@@ -152,6 +198,15 @@ void Simulation::measure() {
     Joints acceleration;
     for (std::size_t i = 0; i < 6; i++) acceleration[i] = velocity_[i] - last[i];  // deg/ms^2
 
+    encoders_ = encoderCounts(encoderOptions_, measured_, plant_.gearTorque());
+    drives_.update(encoders_);
+    if (options_.driveState) {
+        measured_ = drives_.position();
+        velocity_ = drives_.velocity();
+        acceleration = drives_.acceleration();
+    }
+    sensorWords_ = forceSensor_.sample(plant_.sensorWrench());
+
     mpb.oldJ6 = mpb.j6;
     copy(mpb.j6, measured_);
     copy(mpb.j6vel, velocity_);
@@ -163,6 +218,8 @@ void Simulation::measure() {
     newFwdKinematics(&mpb.j6, &mpb.t6);
     newFwdKinematics(&mpb.jC, &mpb.tC);
     std::copy(current_.begin(), current_.end(), how.currentFeedback);
+    std::copy(encoders_.motor.begin(), encoders_.motor.end(), how.enc);
+    std::copy(encoders_.output.begin(), encoders_.output.end(), how.HSEnc);
 }
 
 void Simulation::cycle() {

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "sim/encoders.h"
+#include "sim/force_sensor.h"
 #include "sim/plant.h"
 
 namespace tarn::sim {
@@ -36,11 +38,24 @@ bool hasGravityModel(int robotType);
 struct SimulationOptions {
     int robotType = 101;
     Mount mount = kMounts[0];
-    Joints startPose{};          // deg
-    double load = 0.0;           // kg, what the library is told
-    Vec3 loadCenter{};           // mm, flange frame
-    double loadError = 0.0;      // kg the plant carries more than the library is told
-    double frictionScale = 1.0;  // of the plant's joint friction
+    Joints startPose{};                   // deg
+    double load = 0.0;                    // kg, what the library is told
+    Vec3 loadCenter{};                    // mm, flange frame
+    double loadError = 0.0;               // kg the plant carries more than the library is told
+    double frictionScale = 1.0;           // of the plant's joint friction
+    double massScale = 1.0;               // of the plant's links
+    double inertiaScale = 1.0;            // of the tensors of the plant's links
+    std::array<double, 6> loadInertia{};  // kg mm^2 about its center, flange axes: xx, xy, xz, yy, yz, zz
+
+    ForceSensorOptions forceSensor;
+    Vec3 sensorPlace{};  // mm, of the sensor in the flange frame
+    Vec3 sensorTurn{};   // deg: a, b, c, the sensor's axes are turned by Rz(c) * Ry(b) * Rx(a)
+
+    // Joint state in the blocks: what the drives make of their motor encoders, or exact.
+    bool driveState = false;
+    double velocityCorner = EncoderOptions{}.velocityCorner;          // Hz
+    double accelerationCorner = EncoderOptions{}.accelerationCorner;  // Hz
+    double stiffnessScale = 1.0;                                      // of the gears
 };
 
 class Simulation {
@@ -53,6 +68,7 @@ class Simulation {
     double time() const { return cycles_ * 0.001; }  // s
     const SimulationOptions& options() const { return options_; }
     const Plant& plant() const { return plant_; }
+    Plant& plant() { return plant_; }  // to put hands and surfaces to it
 
     // What the drives saw at the start of the last cycle and did in it.
     double cycleStart() const { return (cycles_ - 1) * 0.001; }  // s
@@ -60,17 +76,24 @@ class Simulation {
     const Joints& velocity() const { return velocity_; }         // deg/ms
     const Joints& commanded() const { return commanded_; }       // deg
     const Currents& current() const { return current_; }
+    const EncoderCounts& encoders() const { return encoders_; }
+    const SensorWords& sensorWords() const { return sensorWords_; }
 
   private:
     void measure();
 
     SimulationOptions options_;
     Plant plant_;
+    ForceSensor forceSensor_;
+    EncoderOptions encoderOptions_;
+    DriveState drives_;
     int cycles_ = 0;
     Joints measured_{};
     Joints velocity_{};
     Joints commanded_{};
     Currents current_{};
+    EncoderCounts encoders_;
+    SensorWords sensorWords_{};
 };
 
 }  // namespace tarn::sim

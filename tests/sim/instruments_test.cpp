@@ -1,0 +1,536 @@
+// Force sensor, encoders, surfaces and hand against the plant's truth, the host's kinematics and cases for
+// mental arithmetic.
+#include <gtest/gtest.h>
+
+#include <Eigen/Geometry>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <random>
+#include <vector>
+
+#include "sim/hand.h"
+#include "sim/simulation.h"
+#include "sim/vectors.h"
+#include "tarnhal/thalintf.h"
+#include "tarnhost/kinematics.h"
+#include "tarnmotioncontrol/tmcmotionparamblock.h"
+
+using namespace tarn;
+using namespace tarn::sim;
+
+namespace {
+
+constexpr double kRadian = std::numbers::pi / 180.0;
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr int kType = 101;
+
+struct Draw {
+    std::mt19937 generator{20240911};
+    double operator()(double low, double high) {
+        return std::uniform_real_distribution<double>(low, high)(generator);
+    }
+    Joints pose() {
+        Joints q;
+        for (double& angle : q) angle = (*this)(-180.0, 180.0);
+        return q;
+    }
+    Vec3 vec(double size) {
+        Vec3 v;
+        for (double& x : v) x = (*this)(-size, size);
+        return v;
+    }
+};
+
+// The flange in the base frame, m, by the host's kinematics.
+Eigen::Isometry3d flangeAt(const Joints& q) {
+    TRSF t;
+    EXPECT_TRUE(host::flangePose(kType, q.data(), &t));
+    Eigen::Isometry3d pose = Eigen::Isometry3d::Identity();
+    pose.matrix().topRows<3>() << t.n.x, t.o.x, t.a.x, t.p.x * 1e-3,  //
+        t.n.y, t.o.y, t.a.y, t.p.y * 1e-3,                            //
+        t.n.z, t.o.z, t.a.z, t.p.z * 1e-3;
+    return pose;
+}
+
+// Sensor 45 mm ahead of the flange, turned about two axes.
+const Vec3 kSensorPlace = {10.0, -5.0, 45.0};
+Eigen::Isometry3d sensorInFlange() {
+    Eigen::Isometry3d pose = Eigen::Isometry3d::Identity();
+    pose.translate(vector(kSensorPlace) * 1e-3);
+    pose.rotate(Eigen::AngleAxisd(30.0 * kRadian, Eigen::Vector3d::UnitZ()));
+    pose.rotate(Eigen::AngleAxisd(-70.0 * kRadian, Eigen::Vector3d::UnitX()));
+    return pose;
+}
+
+PlantOptions arm() {
+    PlantOptions options;
+    options.set = *gravitySet(kType);
+    options.gravity = {};
+    options.ratedTorque.fill(0.5);
+    options.gearRatio.fill(100.0);
+    const Eigen::Matrix3d turn = sensorInFlange().linear();
+    options.sensorInEnd = {kSensorPlace, {array(turn.col(0)), array(turn.col(1)), array(turn.col(2))}};
+    return options;
+}
+
+const Joints kBent = {10.0, -60.0, 80.0, -110.0, -90.0, 30.0};
+
+testing::AssertionResult near(const Vec3& value, const Eigen::Vector3d& expected, double tolerance) {
+    if ((vector(value) - expected).norm() <= tolerance) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << vector(value).transpose() << " for " << expected.transpose();
+}
+
+ToolForce constant(const Vec3& force, const Vec3& moment, const Vec3& inFlange) {
+    return [=](const ToolState& tool) { return PointWrench{{force, moment}, pointOf(tool, inFlange)}; };
+}
+
+// How the intake decodes a word, by the table of the sensors.
+struct SensorRow {
+    int company, device;
+    double force, moment;  // kgf, kgf m of the range; 0: fixed point
+};
+constexpr SensorRow kSensors[] = {
+    {16, 0, 40.0, 1.6},  {16, 1, 11.2, 0.4},  {16, 2, 100.0, 2.8}, {16, 3, 160.0, 4.0}, {16, 4, 6.4, 0.32},
+    {16, 5, 20.0, 0.8},  {16, 6, 10.0, 1.6},  {16, 7, 20.0, 1.6},  {16, 8, 40.0, 1.6},  {16, 9, 60.0, 1.6},
+    {16, 10, 80.0, 1.6}, {16, 11, 120, 15.0}, {18, 0, 0.0, 0.0},   {19, 0, 0.0, 0.0},   {20, 0, 0.0, 0.0},
+    {21, 0, 0.0, 0.0},   {22, 0, 0.0, 0.0},   {23, 0, 0.0, 0.0},   {23, 1, 0.0, 0.0},   {23, 2, 0.0, 0.0},
+    {25, 0, 0.0, 0.0},   {25, 2, 0.0, 0.0},   {80, 1, 0.0, 0.0},   {96, 0, 0.0, 0.0},
+};
+
+double decoded(const SensorRow& row, std::int32_t word, bool force) {
+    const auto raw = static_cast<std::int16_t>(word & 0xffff);
+    if (row.force == 0.0) return raw * (force ? 0.1 : 0.01);
+    return raw * (force ? row.force : row.moment) / 4096 * 9.8;
+}
+
+}  // namespace
+
+// On the brakes, so the weight alone, with gravity along every axis of the base in turn.
+TEST(SensorFrame, HangingLoadReadsAsItsWeight) {
+    Draw draw;
+    for (int n = 0; n < 24; n++) {
+        PlantOptions options = arm();
+        options.gravity[static_cast<std::size_t>(n % 3)] = n % 6 < 3 ? 9.8 : -9.8;
+        options.loadMass = draw(0.5, 10.0);
+        options.loadCenter = draw.vec(150.0);
+        options.loadInertia = {4000.0, 100.0, -50.0, 3000.0, 80.0, 2000.0};
+        Plant plant(options);
+        const Joints q = draw.pose();
+        plant.reset(q);
+        const Eigen::Vector3d weight = (flangeAt(q) * sensorInFlange()).linear().transpose() *
+                                       vector(options.gravity) * options.loadMass;
+        const Eigen::Vector3d center = sensorInFlange().inverse() * (vector(options.loadCenter) * 1e-3);
+        EXPECT_TRUE(near(plant.sensorWrench().force, weight, 1e-9));
+        EXPECT_TRUE(near(plant.sensorWrench().moment, center.cross(weight), 1e-9));
+        const Joints gravity = plant.gravityTorque(q);
+        for (std::size_t i = 0; i < 6; i++) EXPECT_NEAR(plant.gearTorque()[i], gravity[i], 1e-12);
+        EXPECT_TRUE(near(plant.tool().flange.origin, flangeAt(q).translation(), 1e-12));
+    }
+}
+
+// A push is seen by the sensor and, in the first step from rest, by the joints: M * velocity = J^T F * 1 ms.
+TEST(ToolForces, KnownWrenchReachesSensorAndJoints) {
+    Draw draw;
+    for (int n = 0; n < 10; n++) {
+        PlantOptions options = arm();
+        options.loadMass = 2.0;
+        options.loadCenter = {40.0, -25.0, 70.0};
+        options.substeps = 1;
+        Plant plant(options);
+        const Joints q = draw.pose();
+        const Vec3 force = draw.vec(40.0), moment = draw.vec(5.0), grip = draw.vec(100.0);
+        plant.setToolForces({constant(force, moment, grip)});
+        plant.reset(q);
+        const Eigen::Isometry3d flange = flangeAt(q);
+        const Eigen::Isometry3d sensor = flange * sensorInFlange();
+        const Eigen::Vector3d at = flange * (vector(grip) * 1e-3);
+        const Eigen::Matrix3d back = sensor.linear().transpose();
+        EXPECT_TRUE(near(plant.sensorWrench().force, back * vector(force), 1e-9));
+        EXPECT_TRUE(near(plant.sensorWrench().moment,
+                         back * (vector(moment) + (at - sensor.translation()).cross(vector(force))), 1e-9));
+        EXPECT_TRUE(near(plant.toolWrench().moment,
+                         vector(moment) + (at - flange.translation()).cross(vector(force)), 1e-9));
+
+        plant.step({});
+        const std::array<Joints, 6> mass = plant.massMatrix(q);
+        for (std::size_t i = 0; i < 6; i++) {
+            constexpr double kTurn = 1e-3;  // deg
+            Joints ahead = q, behind = q;
+            ahead[i] += kTurn;
+            behind[i] -= kTurn;
+            const Eigen::Isometry3d fore = flangeAt(ahead), aft = flangeAt(behind);
+            const Eigen::Vector3d travel = fore * (vector(grip) * 1e-3) - aft * (vector(grip) * 1e-3);
+            const Eigen::Matrix3d turn = fore.linear() * aft.linear().transpose();
+            const Eigen::Vector3d spin =
+                Eigen::Vector3d(turn(2, 1) - turn(1, 2), turn(0, 2) - turn(2, 0), turn(1, 0) - turn(0, 1)) /
+                2.0;
+            const double torque =
+                (travel.dot(vector(force)) + spin.dot(vector(moment))) / (2.0 * kTurn * kRadian);
+            double momentum = 0.0;  // N m s
+            for (std::size_t j = 0; j < 6; j++)
+                momentum += mass[i][j] * plant.velocity()[j] * 1000.0 * kRadian;
+            EXPECT_NEAR(momentum, torque * 0.001, 1e-6 + 1e-6 * std::fabs(torque)) << "joint " << i + 1;
+        }
+    }
+}
+
+TEST(ModelErrors, ScaleWhatTheyName) {
+    const Joints motion = {0.3, -0.2, 0.5, 0.7, -0.4, 0.9};  // rad/s
+    const auto twiceEnergy = [&](const PlantOptions& options) {
+        double sum = 0.0;
+        const std::array<Joints, 6> mass = Plant(options).massMatrix(kBent);
+        for (std::size_t i = 0; i < 6; i++)
+            for (std::size_t j = 0; j < 6; j++) sum += mass[i][j] * motion[i] * motion[j];
+        return sum;
+    };
+    PlantOptions plain = arm();
+    plain.gravity = {1.0, -2.0, -9.0};
+    PlantOptions heavy = plain, none = plain, twice = plain, load = plain;
+    heavy.massScale = 1.1;
+    none.inertiaScale = 0.0;
+    twice.inertiaScale = 2.0;
+    load.loadInertia = {90000.0, 4000.0, -7000.0, 80000.0, 3000.0, 50000.0};  // kg mm^2
+
+    const Joints gravity = Plant(plain).gravityTorque(kBent), more = Plant(heavy).gravityTorque(kBent);
+    const Joints same = Plant(twice).gravityTorque(kBent);
+    for (std::size_t i = 0; i < 6; i++) {
+        EXPECT_NEAR(more[i], 1.1 * gravity[i], 1e-12);
+        EXPECT_EQ(same[i], gravity[i]);
+    }
+    EXPECT_GT(twiceEnergy(plain), twiceEnergy(none) + 1e-3);
+    EXPECT_NEAR(twiceEnergy(twice) - twiceEnergy(plain), twiceEnergy(plain) - twiceEnergy(none), 1e-12);
+
+    // the load's tensor adds w^T I w, w the spin in the flange's axes
+    constexpr double kTime = 1e-5;  // s
+    Joints ahead = kBent, behind = kBent;
+    for (std::size_t i = 0; i < 6; i++) {
+        ahead[i] += motion[i] * kTime / kRadian;
+        behind[i] -= motion[i] * kTime / kRadian;
+    }
+    const Eigen::Matrix3d rate = flangeAt(kBent).linear().transpose() *
+                                 (flangeAt(ahead).linear() - flangeAt(behind).linear()) / (2.0 * kTime);
+    const Eigen::Vector3d spin(rate(2, 1), rate(0, 2), rate(1, 0));
+    const auto& t = load.loadInertia;
+    Eigen::Matrix3d tensor;
+    tensor << t[0], t[1], t[2], t[1], t[3], t[4], t[2], t[4], t[5];
+    EXPECT_NEAR(twiceEnergy(load) - twiceEnergy(plain), spin.dot(tensor * spin) * 1e-6, 1e-8);
+}
+
+TEST(Surfaces, PushAndRubByHand) {
+    const Surface table = {{0.0, 0.0, 0.2}, {0.0, 0.0, 2.0}, 20e3, 100.0, 0.5, 1e-3};
+    const ToolSphere ball = {{0.0, 0.0, 30.0}, 10.0};
+    ToolState tool{};
+    struct Case {
+        double height, sink, slide;  // m of the sphere's center, m/s, m/s
+        double up, along;            // N
+    };
+    // 20 N a mm, 1 N s/cm; half of it as friction, nearly none of that at a tenth of the friction speed
+    const Case cases[] = {
+        {0.211, 0.0, 0.0, 0.0, 0.0},
+        {0.208, 0.0, 0.0, 40.0, 0.0},
+        {0.208, 0.1, 0.0, 50.0, 0.0},
+        {0.208, -0.5, 0.1, 0.0, 0.0},
+        {0.208, 0.0, 0.1, 40.0, -20.0},
+        {0.208, 0.0, -0.1, 40.0, 20.0},
+        {0.208, 0.0, 1e-4, 40.0, -20.0 * 0.099668},
+    };
+    for (const Case& c : cases) {
+        tool.flange.origin = {0.5, 0.1, c.height - 0.030};
+        tool.velocity = {c.slide, 0.0, -c.sink};
+        const PointWrench touch = contactWrench(table, ball, tool);
+        EXPECT_TRUE(near(touch.wrench.force, Eigen::Vector3d(c.along, 0.0, c.up), 1e-4));
+        if (c.up > 0.0) {
+            EXPECT_TRUE(near(touch.point, Eigen::Vector3d(0.5, 0.1, 0.2), 1e-12));
+        }
+    }
+}
+
+// A damped arm that weighs nothing, pushed against a wall, comes to rest where the wall gives back the push.
+TEST(Surfaces, RestingDepthTimesStiffnessIsThePush) {
+    for (const double stiffness : {5e3, 50e3, 300e3}) {
+        PlantOptions options = arm();
+        options.friction.fill([](double v) { return 400.0 * v; });
+        Plant plant(options);
+        plant.reset(kBent);
+        const ToolSphere ball = {{0.0, 0.0, 60.0}, 15.0};
+        const Eigen::Vector3d center = flangeAt(kBent) * Eigen::Vector3d(0.0, 0.0, 0.060);
+        const Eigen::Vector3d normal = Eigen::Vector3d(-1.0, 0.3, 0.5).normalized();
+        const Eigen::Vector3d point = center - 0.016 * normal;  // 1 mm away
+        plant.setSurfaces(ball, {{array(point), array(normal), stiffness, 200.0, 0.2, 1e-3}});
+        plant.setToolForces({constant(array(-25.0 * normal), {}, ball.center)});
+        for (int n = 0; n < 4000; n++) plant.step({});
+        const Vec3 rest = pointOf(plant.tool(), ball.center);
+        const double depth = 0.015 - normal.dot(vector(rest) - point);
+        EXPECT_NEAR(depth * stiffness, 25.0, 0.01) << stiffness;
+        EXPECT_TRUE(near(plant.contactForce(), 25.0 * normal, 0.05));
+        EXPECT_LT(vector(plant.sensorWrench().force).norm(), 0.05);  // push and wall cancel
+    }
+}
+
+TEST(Hands, WorkBecomesMotionAndTheEffortIsCounted) {
+    Plant plant(arm());
+    plant.reset(kBent);
+    Hand hand(HandWrench{[](double) {
+                  return Wrench{{2.0, 3.0, -6.0}, {0.1, 0.0, 0.2}};
+              }},
+              {20.0, 0.0, 50.0}, 0.1, 0.3);
+    plant.setToolForces({hand.force()});
+    for (int n = 0; n < 99; n++) plant.step({});
+    EXPECT_EQ(hand.effort().seconds, 0.0);
+    EXPECT_EQ(plant.kineticEnergy(), 0.0);
+    for (int n = 0; n < 301; n++) plant.step({});
+    EXPECT_NEAR(hand.effort().seconds, 0.2, 1e-3);
+    EXPECT_NEAR(hand.effort().meanForce, 7.0, 1e-9);
+    EXPECT_NEAR(hand.effort().peakForce, 7.0, 1e-9);
+    EXPECT_GT(hand.effort().work, 0.1);
+    EXPECT_NEAR(plant.kineticEnergy(), hand.effort().work, 0.01 * hand.effort().work);
+}
+
+TEST(Hands, SpringFollowsItsPath) {
+    PlantOptions options = arm();
+    options.friction.fill([](double v) { return 200.0 * v; });
+    Plant plant(options);
+    plant.reset(kBent);
+    const Vec3 grip = {0.0, 0.0, 80.0};
+    const Eigen::Vector3d start = flangeAt(kBent) * Eigen::Vector3d(0.0, 0.0, 0.080);
+    const Eigen::Vector3d speed(-0.05, 0.08, 0.03);  // m/s, for 1 s
+    const auto path = [&](double t) { return array(start + std::clamp(t, 0.0, 1.0) * speed); };
+    Hand hand(HandSpring{800.0, 30.0, path}, grip);
+    plant.setToolForces({hand.force()});
+    double largest = 0.0;
+    for (int n = 0; n < 500; n++) {
+        plant.step({});
+        const ToolState& tool = plant.tool();
+        const Eigen::Vector3d at = vector(pointOf(tool, grip));
+        const Eigen::Vector3d expected =
+            800.0 * (start + tool.time * speed - at) + 30.0 * (speed - vector(velocityAt(tool, array(at))));
+        EXPECT_TRUE(near(plant.toolWrench().force, expected, 1e-6));
+        largest = std::max(largest, expected.norm());
+    }
+    EXPECT_GE(hand.effort().peakForce, largest);
+    for (int n = 0; n < 4500; n++) plant.step({});
+    EXPECT_TRUE(near(pointOf(plant.tool(), grip), start + speed, 1e-3));
+    EXPECT_GT(hand.effort().work, 0.0);
+}
+
+TEST(SensorWords, DecodeToTheWrenchWithinHalfACount) {
+    Draw draw;
+    for (const SensorRow& row : kSensors) {
+        ForceSensorOptions options;
+        options.company = row.company;
+        options.device = row.device;
+        ForceSensor sensor(options);
+        options.overload = kInfinity;
+        ForceSensor open(options);
+        const bool fixed = row.force == 0.0;
+        const double count[2] = {decoded(row, 1, true), decoded(row, 1, false)};
+        const double range[2] = {fixed ? 3276.7 : row.force * 9.8, fixed ? 327.67 : row.moment * 9.8};
+        for (int n = 0; n < 200; n++) {
+            Wrench w;
+            for (double& f : w.force) f = draw(-range[0], range[0]);
+            for (double& m : w.moment) m = draw(-range[1], range[1]);
+            const SensorWords words = sensor.sample(w);
+            for (std::size_t i = 0; i < 3; i++) {
+                ASSERT_NEAR(decoded(row, words[i], true), w.force[i], 0.5001 * count[0]) << row.company;
+                ASSERT_NEAR(decoded(row, words[3 + i], false), w.moment[i], 0.5001 * count[1]) << row.company;
+            }
+        }
+        // at the edges of the range and of the words
+        const Wrench far = {{1e9, -1e9, 1.01 * range[0]}, {-1e9, 1e9, -1.01 * range[1]}};
+        const SensorWords full = fixed ? SensorWords{32767, -32768, 32767, -32768, 32767, -32768}
+                                       : SensorWords{4096, -4096, 4096, -4096, 4096, -4096};
+        EXPECT_EQ(sensor.sample(far), full) << row.company << " " << row.device;
+        const SensorWords words = open.sample(far);
+        EXPECT_EQ((std::array{words[0], words[1], words[3], words[4]}),
+                  (std::array<std::int32_t, 4>{32767, -32768, -32768, 32767}));
+        if (!fixed) {
+            EXPECT_NEAR(decoded(row, words[2], true), far.force[2], 0.5001 * count[0]);
+        }
+    }
+    for (const auto& [company, device] :
+         {std::pair{16, 12}, {16, -1}, {17, 0}, {18, 1}, {22, 1}, {23, 3}, {80, -1}, {96, 1}, {0, 0}}) {
+        EXPECT_FALSE(wordScale(company, device)) << company << " " << device;
+        ForceSensorOptions options;
+        options.company = company;
+        options.device = device;
+        EXPECT_THROW(ForceSensor{options}, std::invalid_argument);
+    }
+}
+
+TEST(SensorWords, NoiseIsWhiteAndItsSeedsOwn) {
+    ForceSensorOptions options;
+    options.bias = {{5.0, -3.0, 0.0}, {0.2, 0.0, -0.4}};
+    options.noise = {{1.0, 2.0, 4.0}, {0.1, 0.2, 0.0}};
+    options.seed = 11;
+    ForceSensor sensor(options), again(options);
+    options.seed = 12;
+    ForceSensor other(options);
+    const Wrench truth = {{10.0, 20.0, -30.0}, {1.0, -2.0, 3.0}};
+    constexpr int kSamples = 20000;
+    int equal = 0;
+    std::array<double, 6> sum{}, squares{}, neighbors{}, cross{}, last{};
+    const std::array<double, 6> mean = {15.0, 17.0, -30.0, 1.2, -2.0, 2.6};
+    const std::array<double, 6> spread = {1.0, 2.0, 4.0, 0.1, 0.2, 0.0};
+    for (int n = 0; n < kSamples; n++) {
+        const SensorWords words = sensor.sample(truth);
+        ASSERT_EQ(words, again.sample(truth));
+        equal += words == other.sample(truth);
+        std::array<double, 6> off;
+        for (std::size_t i = 0; i < 6; i++) off[i] = words[i] * (i < 3 ? 0.1 : 0.01) - mean[i];
+        for (std::size_t i = 0; i < 6; i++) {
+            sum[i] += off[i];
+            squares[i] += off[i] * off[i];
+            neighbors[i] += off[i] * last[i];
+            cross[i] += off[i] * off[(i + 1) % 5];
+        }
+        last = off;
+    }
+    EXPECT_LT(equal, 20);
+    const double limit = 5.0 / std::sqrt(kSamples);
+    for (std::size_t i = 0; i < 5; i++) {
+        EXPECT_NEAR(sum[i] / kSamples, 0.0, limit * spread[i]) << i;
+        EXPECT_NEAR(std::sqrt(squares[i] / kSamples), spread[i], 0.03 * spread[i]) << i;
+        EXPECT_NEAR(neighbors[i] / squares[i], 0.0, limit) << i;
+        EXPECT_NEAR(cross[i] / kSamples / spread[i] / spread[(i + 1) % 5], 0.0, limit) << i;
+    }
+    EXPECT_NEAR(sum[5], 0.0, 1e-9);  // 2.6 N m is a whole count
+}
+
+// From rest: what the links need, whatever friction and rotor take of the motor's torque.
+TEST(Gears, PassOnWhatTheLinksNeed) {
+    PlantOptions options = arm();
+    options.substeps = 1;
+    options.friction.fill([](double v) { return 5000.0 * v; });
+    Plant plant(options);
+    plant.reset(kBent);
+    plant.step({100, -80, 60, -50, 40, 30});
+    const std::array<Joints, 6> mass = plant.massMatrix(kBent);
+    for (std::size_t i = 0; i < 6; i++) {
+        double links = -options.set.inparaIj[i] * 1e-6 * plant.velocity()[i];
+        for (std::size_t j = 0; j < 6; j++) links += mass[i][j] * plant.velocity()[j];
+        EXPECT_NEAR(plant.gearTorque()[i], links * 1000.0 * kRadian / 0.001, 1e-9) << "joint " << i + 1;
+    }
+}
+
+// The twist as the controller's formula gives it, on an arm that stands by its gravity currents.
+TEST(Encoders, DeflectionIsTheTorqueOverTheStiffness) {
+    for (const int type : {101, 401, 703}) {
+        const double wrist = type == 401 ? 700.0 : 70.0;
+        const std::array<double, 3> arms = type == 401   ? std::array{7500.0, 7500.0, 1600.0}
+                                           : type == 703 ? std::array{200.0, 200.0, 200.0}
+                                                         : std::array{700.0, 700.0, 700.0};
+        for (const double scale : {1.0, 0.25, kInfinity}) {
+            SimulationOptions options;
+            options.robotType = type;
+            options.startPose = kBent;
+            options.load = 3.0;
+            options.loadCenter = {50.0, 20.0, 60.0};
+            options.stiffnessScale = scale;
+            Simulation simulation(options);
+            for (int n = 0; n < 100; n++) simulation.cycle();
+            const Joints torque = simulation.plant().gravityTorque(simulation.measured());
+            for (std::size_t i = 0; i < 6; i++) {
+                const double low = static_cast<double>(how.enc[i]) / 16384 * 360 / 101;
+                const double high = static_cast<double>(how.HSEnc[i]) / 16384 * 360 / 101;
+                const double stiffness = scale * (i < 3 ? arms[i] : wrist);
+                // a count, and what friction at the creep still lets through of the cut currents
+                EXPECT_NEAR(high - low, -torque[i] / stiffness, 2.5e-4 + 0.01 / stiffness)
+                    << type << " " << i;
+                EXPECT_NEAR(high, mpb.j6.v[i], 1.2e-4);
+            }
+        }
+    }
+}
+
+TEST(Encoders, DriveStateFollowsAndFadesAtItsCorner) {
+    EncoderOptions options;
+    constexpr double kStep = 0.001;  // s
+    const auto run = [&](auto angle, int cycles, auto&& each) {
+        DriveState drive(options);
+        for (int n = 0; n < cycles; n++) {
+            Joints q{};
+            q.fill(angle(n * kStep));
+            drive.update(encoderCounts(options, q, {}));
+            each(n, drive);
+        }
+    };
+    // steady acceleration of 100 deg/s^2 from -300 deg: the filters' delays are 3.2 ms and 6.4 ms less half
+    // steps
+    run([](double t) { return -300.0 + 50.0 * t * t; }, 2000,
+        [&](int n, const DriveState& drive) {
+            const double t = n * kStep;
+            if (n == 0) {
+                EXPECT_EQ(drive.velocity()[2], 0.0);
+            }
+            EXPECT_NEAR(drive.position()[2], -300.0 + 50.0 * t * t, 1.2e-4);
+            if (n < 200) return;
+            ASSERT_NEAR(drive.velocity()[2] * 1000.0, 100.0 * (t - 0.0032), 0.12) << n;
+            ASSERT_NEAR(drive.acceleration()[2] * 1e6, 100.0, 25.0) << n;
+        });
+    for (const double corner : {20.0, 50.0, 120.0}) {
+        options.velocityCorner = corner;
+        const double omega = 2.0 * std::numbers::pi * corner;
+        double largest = 0.0;  // deg/s, of a swing of 2 deg
+        run([&](double t) { return 2.0 * std::sin(omega * t); }, 1000,
+            [&](int n, const DriveState& drive) {
+                if (n >= 500) largest = std::max(largest, std::fabs(drive.velocity()[0]) * 1000.0);
+            });
+        EXPECT_NEAR(largest / (2.0 * omega), std::sqrt(0.5), 0.04) << corner;
+    }
+}
+
+TEST(Loop, ModelErrorsReachThePlant) {
+    SimulationOptions options;
+    options.massScale = 1.2;
+    options.inertiaScale = 0.5;
+    options.load = 2.0;
+    options.loadInertia = {9000.0, 400.0, -700.0, 8000.0, 300.0, 5000.0};
+    const Simulation simulation(options);
+    PlantOptions plant = arm();
+    plant.massScale = 1.2;
+    plant.inertiaScale = 0.5;
+    plant.loadMass = 2.0;
+    plant.loadInertia = options.loadInertia;
+    EXPECT_EQ(simulation.plant().massMatrix(kBent), Plant(plant).massMatrix(kBent));
+}
+
+TEST(Loop, HoldsOnTheDrivesOwnStateAndRepeatsBitByBit) {
+    SimulationOptions options;
+    options.startPose = kBent;
+    options.load = 3.0;
+    options.loadCenter = {20.0, -10.0, 60.0};
+    options.driveState = true;
+    options.forceSensor = {16, 1, 1.0, {}, {{0.5, 0.5, 0.5}, {0.01, 0.01, 0.01}}, 3};
+    options.sensorPlace = {0.0, 0.0, 40.0};
+    options.sensorTurn = {90.0, 0.0, 0.0};
+    struct Trace {
+        std::vector<SensorWords> words;
+        std::vector<Joints> measured;
+    };
+    const auto run = [&] {
+        Simulation simulation(options);
+        Trace trace;
+        for (int n = 0; n < 2000; n++) {
+            simulation.cycle();
+            trace.words.push_back(simulation.sensorWords());
+            trace.measured.push_back(simulation.measured());
+        }
+        for (std::size_t i = 0; i < 6; i++) EXPECT_NEAR(simulation.plant().position()[i], kBent[i], 0.06);
+        return trace;
+    };
+    const Trace first = run(), second = run();
+    EXPECT_EQ(first.words, second.words);
+    EXPECT_EQ(first.measured, second.measured);
+    for (std::size_t i = 0; i < 6; i++) {
+        EXPECT_NEAR(mpb.j6.v[i], static_cast<double>(how.enc[i]) / 16384 * 360 / 101, 1e-10);
+    }
+    EXPECT_EQ(mcb.fsCompanyID, 16);
+    EXPECT_EQ(mcb.fsDeviceID, 1);
+
+    // the sensor's y axis is the flange's z: the weight along it, in counts of the range over 4096
+    double mean = 0.0;
+    for (const SensorWords& words : first.words) mean += words[1] / 2000.0;
+    EXPECT_NEAR(mean * 11.2 / 4096 * 9.8, -9.8 * 3.0 * flangeAt(kBent).linear()(2, 2), 0.1);
+    EXPECT_EQ(mpb.posSensorCtl.posSensorInEnd.p.z, 40.0);
+}

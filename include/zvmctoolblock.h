@@ -266,8 +266,9 @@ TARN_API void velocityJacobOld(const float* paramDH, const float* joint_post, fl
 //
 // Returns 0, or -1 with zvCtlIOVALUEError in mcb.ioError where the determinant of the Jacobian is exactly
 // zero; jointvel is then left alone. Short of that a nearly singular pose gives very large velocities, which
-// the caller limits. The inverse exchanges no rows: where it meets a pivot of exactly zero, as with joint 1
-// at exactly 0 degrees, the velocities are no numbers. Cycle and command.
+// the caller limits. The inverse exchanges no rows, on purpose: where it meets a pivot of exactly zero, as
+// with joint 1 at exactly 0 degrees, the velocities are no numbers, and next to that, also at 180 degrees,
+// they are inaccurate. Cycle and command.
 TARN_API int EndvelToJointvel(double* q, double* endvel, double* jointvel);
 
 // ==== curve fit

@@ -13,7 +13,7 @@ constexpr int kLargest = 6;
 // recursion, so that the bits are the same.
 double leadingDeterminant(const double* mat, int rowWidth, int n) {
     if (n < 1) return 0.0;
-    if (n > kLargest) return std::numeric_limits<double>::quiet_NaN();
+    if (n > rowWidth || n > kLargest) return std::numeric_limits<double>::quiet_NaN();  // past the array
 
     // by the set of a minor's columns, a bit each; its rows are the last of the block
     double minor[1 << kLargest];

@@ -64,12 +64,14 @@ int MatrixMulDimenSingle(int rows1, int cols1, int cols2, double* A, double* B, 
 }
 
 int MatrixAddDimen(int rows, int cols, double* matrix1, double* matrix2, double* result) {
-    for (int i = 0; i < rows * cols; i++) result[i] = matrix1[i] + matrix2[i];
+    for (int i = 0; i < rows; i++)
+        for (int j = 0; j < cols; j++) result[i * cols + j] = matrix1[i * cols + j] + matrix2[i * cols + j];
     return 0;
 }
 
 int MatrixSubDimen(int rows, int cols, double* matrix1, double* matrix2, double* result) {
-    for (int i = 0; i < rows * cols; i++) result[i] = matrix1[i] - matrix2[i];
+    for (int i = 0; i < rows; i++)
+        for (int j = 0; j < cols; j++) result[i * cols + j] = matrix1[i * cols + j] - matrix2[i * cols + j];
     return 0;
 }
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "inverse_kinematics.h"
 #include "model/arm_shape.h"
 #include "model/parameter_sets.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
@@ -68,140 +69,6 @@ TRSF fromRobCartPos(const ROBCARTPOS& pose) {
     return t;
 }
 
-// ---- inverse kinematics: Levenberg-Marquardt on the pose error
-
-using Vector6 = std::array<double, 6>;
-using Matrix6 = std::array<Vector6, 6>;
-
-// Way from the flange to the target: meters, and a rotation vector in radians, both in B.
-Vector6 poseError(const TRSF& flange, const TRSF& target) {
-    TRSF back, difference;
-    invertTrsf(&back, &flange);
-    multTrsf(&difference, &target, &back);
-    QTRN q;
-    VECT turn;
-    trsfToQtrn(&q, &difference);
-    qtrnToDspl(&turn, &q);
-    return {(target.p.x - flange.p.x) * 0.001,
-            (target.p.y - flange.p.y) * 0.001,
-            (target.p.z - flange.p.z) * 0.001,
-            turn.x,
-            turn.y,
-            turn.z};
-}
-
-double squareSum(const Vector6& v) {
-    double sum = 0.0;
-    for (double x : v) sum += x * x;
-    return sum;
-}
-
-// Motion of the flange, m and rad in B, by joint, rad.
-Matrix6 jacobian(const Chain& arm) {
-    Matrix6 jac;
-    for (std::size_t k = 0; k < 6; k++) {
-        VECT lever, linear;
-        const VECT axis = arm.frame[k].a;
-        subtractVect(&lever, &arm.frame[6].p, &arm.frame[k].p);
-        crossVect(&linear, &axis, &lever);
-        scaleVect(&linear, &linear, 0.001);
-        const Vector6 column = {linear.x, linear.y, linear.z, axis.x, axis.y, axis.z};
-        for (std::size_t i = 0; i < 6; i++) jac[i][k] = column[i];
-    }
-    return jac;
-}
-
-// Gaussian elimination with row exchanges: b becomes the solution of m x = b. The determinant of m; at 0
-// there is no solution.
-double solve(Matrix6 m, Vector6& b) {
-    double determinant = 1.0;
-    for (std::size_t k = 0; k < 6; k++) {
-        std::size_t pivot = k;
-        for (std::size_t i = k + 1; i < 6; i++)
-            if (std::fabs(m[i][k]) > std::fabs(m[pivot][k])) pivot = i;
-        if (pivot != k) {
-            std::swap(m[k], m[pivot]);
-            std::swap(b[k], b[pivot]);
-            determinant = -determinant;
-        }
-        determinant *= m[k][k];
-        if (m[k][k] == 0.0) return 0.0;
-        for (std::size_t i = k + 1; i < 6; i++) {
-            const double factor = m[i][k] / m[k][k];
-            for (std::size_t j = k; j < 6; j++) m[i][j] -= factor * m[k][j];
-            b[i] -= factor * b[k];
-        }
-    }
-    for (std::size_t k = 6; k-- > 0;) {
-        for (std::size_t j = k + 1; j < 6; j++) b[k] -= m[k][j] * b[j];
-        b[k] /= m[k][k];
-    }
-    return determinant;
-}
-
-// (J^T J + damping * 1)^-1 J^T error
-Vector6 dampedStep(const Matrix6& jac, const Vector6& error, double damping) {
-    Matrix6 normal = {};
-    Vector6 step = {};
-    for (std::size_t i = 0; i < 6; i++) {
-        for (std::size_t j = 0; j < 6; j++)
-            for (std::size_t k = 0; k < 6; k++) normal[i][j] += jac[k][i] * jac[k][j];
-        normal[i][i] += damping;
-        for (std::size_t k = 0; k < 6; k++) step[i] += jac[k][i] * error[k];
-    }
-    solve(normal, step);
-    return step;
-}
-
-bool isSingular(const Chain& arm) {
-    constexpr double kSmallest = 1e-6;  // m^3; well-posed arms have some 1e-2 and more
-    Vector6 unused = {};
-    return std::fabs(solve(jacobian(arm), unused)) < kSmallest;
-}
-
-// 0, -1 or -2 as the service; joints in degrees, start on entry and solution on success.
-int solveFlange(const TRSF& target, double jointsDeg[6]) {
-    constexpr int kMostSteps = 100;
-    constexpr double kReached = 1e-20;  // square of 1e-10 m and rad
-    constexpr double kMostDamping = 1e6;
-
-    Chain arm;
-    if (!chain(mcb.robotType, jointsDeg, &arm)) return -1;
-    const bool startSingular = isSingular(arm);
-
-    double q[6];
-    std::copy_n(jointsDeg, 6, q);
-    Vector6 error = poseError(arm.frame[6], target);
-    double square = squareSum(error);
-    double damping = 1e-4;
-    for (int step = 0; step < kMostSteps && square > kReached && damping < kMostDamping; step++) {
-        const Vector6 change = dampedStep(jacobian(arm), error, damping);
-        double next[6];
-        for (std::size_t i = 0; i < 6; i++) next[i] = q[i] + change[i] / pi * 180.0;
-        Chain nextArm;
-        chain(mcb.robotType, next, &nextArm);
-        const Vector6 nextError = poseError(nextArm.frame[6], target);
-        const double nextSquare = squareSum(nextError);
-        if (nextSquare < square) {
-            std::copy_n(next, 6, q);
-            arm = nextArm;
-            error = nextError;
-            square = nextSquare;
-            damping = std::max(damping * 0.1, 1e-14);
-        } else {
-            damping *= 10.0;
-        }
-    }
-    if (!(square <= kReached)) return startSingular ? -2 : -1;  // also for a target that is no number
-
-    // the turn of each joint that is nearest to the start
-    for (std::size_t i = 0; i < 6; i++)
-        if (std::fabs(q[i] - jointsDeg[i]) > 180.0)
-            q[i] = jointsDeg[i] + std::remainder(q[i] - jointsDeg[i], 360.0);
-    std::copy_n(q, 6, jointsDeg);
-    return 0;
-}
-
 }  // namespace
 
 bool flangePose(int robotType, const double jointsDeg[6], TRSF* pose) {
@@ -209,6 +76,18 @@ bool flangePose(int robotType, const double jointsDeg[6], TRSF* pose) {
     const bool known = chain(robotType, jointsDeg, &arm);
     *pose = known ? arm.frame[6] : kIdentityPose;
     return known;
+}
+
+int inverseFlangePose(int robotType, const TRSF& flange, const double referenceDeg[6], double jointsDeg[6]) {
+    const ParameterSet* set = geometry(robotType);
+    if (set == nullptr) return -1;
+    const std::array<double, 6>& zero = jointZeroOffsetDeg(robotType);
+    double reference[6], joints[6];
+    for (std::size_t i = 0; i < 6; i++) reference[i] = (referenceDeg[i] - zero[i]) / 180.0 * pi;
+    const int result = nearestJoints(*set, flange, reference, joints);
+    if (result != 0) return result;
+    for (std::size_t i = 0; i < 6; i++) jointsDeg[i] = joints[i] / pi * 180.0 + zero[i];
+    return 0;
 }
 
 }  // namespace tarn::host
@@ -260,7 +139,7 @@ int tmcGetInverseKinematicNoLine(int, ROBCARTPOS pose, ROBPOS* joints) {
 
     double q[6];
     std::copy_n(mpb.jC.v, 6, q);
-    const int result = solveFlange(flange, q);
+    const int result = inverseFlangePose(mcb.robotType, flange, mpb.jC.v, q);
     *joints = {.a1 = tool.p.x,
                .a2 = tool.p.y,
                .a3 = tool.p.z,

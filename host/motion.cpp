@@ -1,7 +1,10 @@
 #include "tarnhost/motion.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 
+#include "planned_move.h"
 #include "record_call.h"
 #include "reset_motion.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
@@ -24,25 +27,21 @@ constexpr unsigned kUpdateGoal = bit(19);
 
 std::atomic<unsigned> pending;
 
-struct Transition {
-    unsigned request;
-    int from, to;
-};
+// The move that a command handler has planned, and the one that the cycle runs. `offered` hands it over: the
+// handler writes while it is false, the cycle takes it while it is true.
+PlannedMove planned;
+std::atomic<bool> offered;
+PlannedMove running;
 
-// Served from the top, each row on the state that the rows above left: a pause wins over a start, and a stop
-// before a drag request, as after a collision, ends in drag.
-constexpr Transition kTransitions[] = {
-    // clang-format off
-    { kStop,                     TGEN_SERVICE, TGEN_IDLE },
-    { kStop,                     TGEN_PAUSE,   TGEN_IDLE },
-    { kStop,                     TGEN_DRAG,    TGEN_IDLE },
-    { kLeaveDrag,                TGEN_DRAG,    TGEN_IDLE },
-    { bit(LEAVE_PAUSE_STATE),    TGEN_PAUSE,   TGEN_SERVICE },
-    { bit(SERVICE_NEXT_REQUEST), TGEN_IDLE,    TGEN_SERVICE },
-    { bit(ENTER_PAUSE_STATE),    TGEN_SERVICE, TGEN_PAUSE },
-    { kEnterDrag,                TGEN_IDLE,    TGEN_DRAG },
-    // clang-format on
+// Where the running move goes: on, or to a stand and then to a pause or to idle.
+enum class Wish { Run, Pause, Stop };
+Wish wish;
+
+struct Jog {
+    std::atomic<double> speed[NUM_JNTS];  // deg/s, wished
+    Ramp ramp[NUM_JNTS];                  // deg/s, deg/s^2
 };
+Jog jog;
 
 // Of drag on and drag off the later one holds, and a stop takes back a drag request made before it.
 unsigned withdrawnBy(unsigned request) {
@@ -75,6 +74,114 @@ void setGoal() {
     mpb.goalPos = mpb.tC;
 }
 
+void command(const SetPoint& setPoint) {
+    // A drive smooths the acceleration that it is fed; the raw one stands beside it.
+    constexpr double kSmoothing = 1.0 / 20.0;  // first order, 20 ms
+    for (int i = 0; i < NUM_JNTS; i++) {
+        mpb.jC.v[i] = setPoint.position[i];
+        mpb.jCvel.v[i] = setPoint.velocity[i];
+        mpb.jCaccRaw.v[i] = setPoint.acceleration[i];
+        mpb.jCacc.v[i] += kSmoothing * (setPoint.acceleration[i] - mpb.jCacc.v[i]);
+    }
+    newFwdKinematics(&mpb.jC, &mpb.tC);
+}
+
+void enter(int state) {
+    mpb.state = state;
+    if (state != TGEN_SERVICE) freezeCommand();
+    if (state == TGEN_IDLE) setGoal();
+}
+
+void begin() {
+    running = planned;
+    offered.store(false, std::memory_order_release);
+    wish = Wish::Run;
+    mpb.interMode = running.interMode;
+    mpb.currentLine = running.line;
+    enter(TGEN_SERVICE);
+}
+
+// One cycle of the running move. A line that cannot go on stops where it is.
+void run() {
+    SetPoint setPoint;
+    const Progress progress = advance(running, wish == Wish::Run ? 1.0 : 0.0, &setPoint);
+    if (progress != Progress::Lost) command(setPoint);
+    mpb.ci.c = static_cast<int>(std::lround(running.time / SM_SAMPLING_TIME));
+    mpb.ci.sigma = static_cast<int>(std::lround(duration(running.profile) / SM_SAMPLING_TIME));
+    if (progress == Progress::Arrived || progress == Progress::Lost) enter(TGEN_IDLE);
+    if (progress == Progress::Standing) enter(wish == Wish::Pause ? TGEN_PAUSE : TGEN_IDLE);
+}
+
+// Requests by state. A move comes to its stand by a planned ramp before the state says pause or idle; drag
+// takes over at once.
+void serveState(unsigned asked) {
+    switch (mpb.state) {
+        case TGEN_SERVICE:
+            if ((asked & kStop) && (asked & kEnterDrag)) {
+                enter(TGEN_IDLE);
+                enter(TGEN_DRAG);
+            } else if (asked & kStop) {
+                wish = Wish::Stop;
+            } else if ((asked & bit(ENTER_PAUSE_STATE)) && wish == Wish::Run) {
+                wish = Wish::Pause;
+            } else if ((asked & bit(LEAVE_PAUSE_STATE)) && wish == Wish::Pause) {
+                wish = Wish::Run;
+            }
+            break;
+        case TGEN_PAUSE:
+            if (asked & kStop) {
+                enter(TGEN_IDLE);
+                if (asked & kEnterDrag) enter(TGEN_DRAG);
+            } else if (asked & bit(LEAVE_PAUSE_STATE)) {
+                wish = (asked & bit(ENTER_PAUSE_STATE)) ? Wish::Pause : Wish::Run;
+                enter(TGEN_SERVICE);
+            }
+            break;
+        case TGEN_DRAG:
+            if (asked & (kStop | kLeaveDrag)) enter(TGEN_IDLE);
+            if (asked & kEnterDrag) enter(TGEN_DRAG);
+            break;
+        default:
+            if (asked & kEnterDrag) {
+                enter(TGEN_DRAG);
+            } else if ((asked & bit(SERVICE_NEXT_REQUEST)) && mcb.jogControl.jogCycleFlag == 0 &&
+                       offered.load(std::memory_order_acquire)) {
+                begin();
+                if (asked & bit(ENTER_PAUSE_STATE)) wish = Wish::Pause;
+            }
+            break;
+    }
+}
+
+// Jogging moves the commanded joints at idle; anything else ends it.
+void runJog(bool stop) {
+    if (mcb.jogControl.jogCycleFlag == 0) return;
+    SetPoint setPoint = {};
+    bool moving = false;
+    for (int i = 0; i < NUM_JNTS; i++) {
+        Ramp& ramp = jog.ramp[i];
+        if (stop || mcb.jogControl.modeCTL == 0) jog.speed[i].store(0.0);
+        const double acceleration = mpb.defaultJointAccel.v[i];
+        advance(ramp, jog.speed[i].load(), {acceleration, acceleration / kJerkTime}, SM_SAMPLING_TIME);
+        moving = moving || ramp.rate != 0.0 || ramp.slope != 0.0 || jog.speed[i].load() != 0.0;
+        setPoint.position[i] = mpb.jC.v[i] + ramp.rate * SM_SAMPLING_TIME;
+        setPoint.velocity[i] = ramp.rate * SM_SAMPLING_TIME;
+        setPoint.acceleration[i] = ramp.slope * SM_SAMPLING_TIME * SM_SAMPLING_TIME;
+    }
+    command(setPoint);
+    if (moving) return;
+    mcb.jogControl = {};
+    enter(TGEN_IDLE);
+}
+
+bool atRestAndIdle() { return mpb.state == TGEN_IDLE && mcb.jogControl.jogCycleFlag == 0 && !offered.load(); }
+
+bool offer(bool isPlanned) {
+    if (!isPlanned) return false;
+    offered.store(true, std::memory_order_release);
+    return requestState(SERVICE_NEXT_REQUEST);
+}
+
 }  // namespace
 
 bool requestState(int request) {
@@ -83,16 +190,39 @@ bool requestState(int request) {
     return true;
 }
 
-void serveRequests() {
-    unsigned asked = pending.exchange(0);
-    if (asked & kStop) asked &= ~bit(SERVICE_NEXT_REQUEST);  // a stop wins over a start
+bool startJointMove(const double goalDeg[6], double speed, int line) {
+    if (!atRestAndIdle() || !planJointMove(&planned, mpb.jC.v, goalDeg, speed)) return false;
+    planned.line = line;
+    return offer(true);
+}
 
-    const int before = mpb.state;
-    for (const Transition& row : kTransitions)
-        if ((asked & row.request) && mpb.state == row.from) mpb.state = row.to;
-    if (mpb.state != before && mpb.state != TGEN_SERVICE) freezeCommand();
-    if (mpb.state == TGEN_DRAG) followMeasured();
-    if (mpb.state != before && mpb.state == TGEN_IDLE) setGoal();
+bool startLineMove(const TRSF& flangeGoal, double mmPerSecond, int line) {
+    if (!atRestAndIdle() || !planLineMove(&planned, mpb.jC.v, flangeGoal, mmPerSecond)) return false;
+    planned.line = line;
+    return offer(true);
+}
+
+bool startJog(int joint, double degPerSecond) {
+    if (joint < 0 || joint >= NUM_JNTS || mpb.state != TGEN_IDLE || offered.load()) return false;
+    if (!(std::fabs(degPerSecond) <= mpb.limitsJnt.maxVel.v[joint])) return false;
+    jog.speed[joint].store(degPerSecond);
+    mcb.jogControl.modeCTL = 1;
+    mcb.jogControl.jogCycleFlag = 1;
+    return true;
+}
+
+void stopJog() { mcb.jogControl.modeCTL = 0; }
+
+void serveRequests() {
+    const unsigned asked = pending.exchange(0);
+    if (asked & kStop) offered.store(false);  // a stop wins over a start
+    serveState(asked);
+    if (mpb.state == TGEN_SERVICE) run();
+    if (mpb.state == TGEN_IDLE) runJog((asked & kStop) != 0);
+    if (mpb.state == TGEN_DRAG) {
+        mcb.jogControl = {};
+        followMeasured();
+    }
 
     if (asked & kHandleConfig) motionRecord.configHandled++;
     if (asked & kResetWeld) motionRecord.weldResets++;
@@ -104,6 +234,13 @@ void serveRequests() {
 
 void resetMotion() {
     pending = 0;
+    offered = false;
+    running = {};
+    wish = Wish::Run;
+    for (int i = 0; i < NUM_JNTS; i++) {
+        jog.speed[i] = 0.0;
+        jog.ramp[i] = {};
+    }
     motionRecord = {};
 }
 

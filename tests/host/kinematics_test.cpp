@@ -127,9 +127,45 @@ TEST(Kinematics, HopelessPosesAreRefused) {
     ROBPOS found = {};
     EXPECT_EQ(tmcGetInverseKinematicNoLine(0, {3000, 0, 500, 0, 0, 0, -1}, &found), -1);
     EXPECT_EQ(tmcGetInverseKinematicNoLine(0, {std::nanf(""), 0, 500, 0, 0, 0, -1}, &found), -1);
-    std::fill_n(mpb.jC.v, 6, 0.0);  // stretched and wrist aligned
-    EXPECT_EQ(tmcGetInverseKinematicNoLine(0, {3000, 0, 500, 0, 0, 0, -1}, &found), -2);
-    EXPECT_EQ(found.j1, 0.0);
+    EXPECT_EQ(found.j2, -90.0);
+
+    // poses of singular joints: wrist aligned, elbow stretched
+    const double singular[][6] = {{20, -70, 80, -100, 0, 30}, {20, -70, 0, -40, -80, 30}};
+    for (const double(&q)[6] : singular) {
+        TRSF flange;
+        flangePose(101, q, &flange);
+        double solved[6] = {1, 2, 3, 4, 5, 6};
+        EXPECT_EQ(inverseFlangePose(101, flange, q, solved), -2);
+        EXPECT_EQ(solved[3], 4.0);
+    }
+}
+
+TEST(Kinematics, InverseComesBackToTheJointsOfAnyPose) {
+    for (const int type : {1, 3, 101, 201, 401, 701}) {
+        std::mt19937_64 engine(13);
+        std::uniform_real_distribution<double> angle(-180.0, 180.0);
+        const int poses = type == 701 ? 2000 : 100000;  // the offset shape is searched
+        int other = 0;
+        double worst = 0.0;
+        for (int n = 0; n < poses; n++) {
+            double q[6], back[6];
+            for (double& v : q) v = angle(engine);
+            TRSF flange, again;
+            flangePose(type, q, &flange);
+            ASSERT_EQ(inverseFlangePose(type, flange, q, back), 0) << type << ", case " << n;
+            flangePose(type, back, &again);
+            const KDL::Frame a = kdl(flange), b = kdl(again);
+            worst = std::max({worst, (a.p - b.p).Norm() / 1000.0, KDL::diff(a.M, b.M).Norm()});
+            for (int i = 0; i < 6; i++)
+                if (!(std::fabs(back[i] - q[i]) < 1e-5)) {
+                    other++;
+                    break;
+                }
+        }
+        EXPECT_LT(worst, 1e-9) << type;
+        // two branches that all but touch, on the searched shape
+        EXPECT_LE(other, type == 701 ? 4 : 0) << type;
+    }
 }
 
 TEST(Kinematics, WithoutGeometryTheFlangeIsInTheBase) {

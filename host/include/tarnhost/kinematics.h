@@ -13,6 +13,12 @@ inline constexpr TRSF kIdentityPose = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0,
 // geometry (704 to 800), and the flange is put into the base frame.
 bool flangePose(int robotType, const double jointsDeg[6], TRSF* pose);
 
+// The way back, over all branches of the arm: the joints nearest to a reference, each in the turn nearest to
+// it, degrees. 0; -1: the pose is out of reach, or the type has no geometry; -2: the nearest solution is
+// singular (wrist aligned, elbow stretched or folded, wrist over the shoulder), where joints run away from
+// pose to pose. jointsDeg is written with 0 alone; it may be the reference.
+int inverseFlangePose(int robotType, const TRSF& flange, const double referenceDeg[6], double jointsDeg[6]);
+
 // Workpiece frames, W in B, by number; at start and by setDefaults the base frame. A real controller keeps
 // them in its settings.
 inline constexpr int kWorkPieces = 16;
@@ -30,9 +36,8 @@ extern std::array<TRSF, kWorkPieces> workPieceInBase;
 //
 // toolInBaseTrsfToToolInExAxis_RealTime: the pose of the external axis says all, its geometry is not used.
 //
-// tmcGetInverseKinematicNoLine: damped Newton steps from mpb.jC, whatever pose.config says. The branch is the
-// one that the steps lead to: the present one for targets nearby, perhaps another for those far away. -1: the
-// pose is out of reach or the steps did not converge; -2: they did not converge and mpb.jC is singular. The
-// joints are then those of mpb.jC. A real controller solves in closed form and offers all branches.
+// tmcGetInverseKinematicNoLine: inverseFlangePose with mpb.jC for reference, whatever pose.config says; on a
+// failure the joints are those of mpb.jC. The record is in single precision, which a speed taken from two
+// solutions shows: the host's own planner keeps its poses in double.
 
 }  // namespace tarn::host

@@ -1,18 +1,41 @@
-// The motion state machine: idle, service, pause, drag, moved by requests.
+// Motion: the state machine of idle, service, pause and drag, moved by requests, and the planner that feeds
+// the commanded state of the arm.
 //
 // Requests may come from the cycle and from command handlers; each is a flag, and serveRequests takes them
-// all once a cycle. There is no planner yet: a stop or a pause freezes the command at once, where a real
-// controller decelerates first; a service only changes the state.
+// all once a cycle. Moves and jogs are started by command handlers.
 #pragma once
+
+#include "tarnmath/tarnmath.h"
 
 namespace tarn::host {
 
-// Asks for SERVICE_NEXT_REQUEST, ENTER_IDLE_STATE, ENTER_PAUSE_STATE, LEAVE_PAUSE_STATE or ENTER_DRAG_STATE;
-// false for any other number. Lock-free.
+// Asks for SERVICE_NEXT_REQUEST (start the planned move), ENTER_IDLE_STATE (stop), ENTER_PAUSE_STATE,
+// LEAVE_PAUSE_STATE or ENTER_DRAG_STATE; false for any other number. Lock-free.
 bool requestState(int request);
 
-// Serves what was asked since the last call; a request that does not fit the state is dropped. The host calls
-// it once per cycle, after the library's supervisors and before gravityTorqueControl. In TGEN_DRAG the
+// Plans a move from the commanded position and asks for it; the arm is at rest at its end. Acceleration and
+// jerk are bounded, by mpb.defaultJointAccel and by mpb.limitsGoto. False, with nothing started: the arm is
+// not idle, a number is out of range, or a line cannot be followed (out of reach, through a singularity, over
+// a leap of a joint). line: program line, which mpb.currentLine takes at the start. Commands.
+//
+// speed: share of mpb.limitsJnt.maxVel, above 0 to 1; all joints arrive together.
+bool startJointMove(const double goalDeg[6], double speed, int line = 0);
+// flangeGoal: E in B, mm. The flange runs on a straight line and turns about one axis, at up to mmPerSecond
+// (a turn on the spot at as many degrees per second), slower where a joint would pass its limits.
+bool startLineMove(const TRSF& flangeGoal, double mmPerSecond, int line = 0);
+
+// Moves one joint (from 0) at a speed within its limit, in idle, until stopJog; more joints may join.
+// Commands.
+bool startJog(int joint, double degPerSecond);
+void stopJog();
+
+// Serves what was asked since the last call, and moves the commanded state on by a cycle: mpb.jC, jCvel,
+// jCacc, jCaccRaw, tC, and of a move ci (cycles run, cycles in all), interMode and currentLine. A request
+// that does not fit the state is dropped. The host calls it once per cycle, after the library's supervisors
+// and before gravityTorqueControl.
+//
+// A pause or stop lets the move come to a stand on its path, within the limits; then mpb.state says so. A
+// stop with a drag request behind it, as after a collision, hands the arm over at once. In TGEN_DRAG the
 // commanded joints follow the measured ones. When the arm becomes idle, mpb.jointPos and mpb.goalPos take the
 // commanded position: what was left of the motion is forgotten.
 void serveRequests();

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 #include <kdl/chaindynparam.hpp>
+#include <kdl/chainfksolverpos_recursive.hpp>
+#include <kdl/chainiksolverpos_lma.hpp>
 #include <kdl/chainjnttojacsolver.hpp>
 #include <memory>
 #include <random>
@@ -11,6 +13,7 @@
 #include "model/parameter_sets.h"
 #include "tarnhal/thalintf.h"
 #include "tarnhost/defaults.h"
+#include "tarnhost/kinematics.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tmcforceblock.h"
 #include "zvmcforcesensorblock.h"
@@ -219,6 +222,47 @@ void endVelocity(int state) {
     EndvelToJointvel(q.v, end, torque.v);
 }
 
+// The host's inverse kinematics of poses whose joints are up to 5 degrees from the reference.
+struct Targets {
+    std::unique_ptr<KDL::ChainIkSolverPos_LMA> solver;
+    TRSF flange[kStates];
+    std::vector<KDL::Frame> frame;
+    double reference[kStates][6];  // degrees
+    std::vector<KDL::JntArray> start;
+};
+Targets targets;
+
+void prepareTargets(int robotType) {
+    prepareKdl(robotType);
+    Eigen::Matrix<double, 6, 1> weight = Eigen::Matrix<double, 6, 1>::Ones();
+    targets.solver = std::make_unique<KDL::ChainIkSolverPos_LMA>(kdl.chain, weight, 1e-8);
+    targets.frame.clear();
+    targets.start.clear();
+    KDL::ChainFkSolverPos_recursive forward(kdl.chain);
+    for (int state = 0; state < kStates; state++) {
+        host::flangePose(robotType, pose[state].v, &targets.flange[state]);
+        KDL::Frame frame;
+        forward.JntToCart(kdl.pose[static_cast<size_t>(state)], frame);
+        targets.frame.push_back(frame);
+        KDL::JntArray start(6);
+        for (unsigned i = 0; i < 6; i++) {
+            const double away = 5.0 * std::sin(1.7 * state + i);
+            targets.reference[state][i] = pose[state].v[i] + away;
+            start(i) = targets.reference[state][i] * kRadPerDeg;
+        }
+        targets.start.push_back(start);
+    }
+}
+
+void inverseKinematicsKdl(int state) {
+    const auto k = static_cast<size_t>(state);
+    targets.solver->CartToJnt(targets.start[k], targets.frame[k], kdl.torque);
+}
+
+void inverseKinematicsHost(int state) {
+    host::inverseFlangePose(mcb.robotType, targets.flange[state], targets.reference[state], torque.v);
+}
+
 void frictionCurves(int state) { frictionCompensation(&velocity[state], friction); }
 
 void wholeCycle(int state) {
@@ -247,6 +291,9 @@ const std::vector<Workload>& workloads() {
         {"zvB_jacob/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianClosedForm},
         {"velocityJacob/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianSingle},
         {"EndvelToJointvel/103", "", 103, prepareArm, endVelocity},
+        {"kdl/inverseKinematics/103", "", 103, prepareTargets, inverseKinematicsKdl},
+        {"host/inverseKinematics/103", "kdl/inverseKinematics/103", 103, prepareTargets,
+         inverseKinematicsHost},
         {"frictionCompensation/103", "", 103, prepareArm, frictionCurves},
         {"frictionCompensation/103/drag", "", 103, prepareDrag, frictionCurves},
         {"gravityTorqueControl/103/quiet", "", 103, prepareArm, wholeCycle},

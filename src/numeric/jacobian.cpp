@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "model/type_table.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "zvmcforcesensorblock.h"
 #include "zvmctoolblock.h"
@@ -78,11 +79,7 @@ constexpr ArmLengths<double> kArmC = {   -0.7, -0.586,  0.195, 0.114, 0.106 };
 constexpr ArmLengths<double> kArmD = {  -0.52,   -0.4,  0.195, 0.114, 0.106 };
 
 // Arms of the velocity mapping by robot type, mm.
-struct ArmRow {
-    int first, last;  // type codes, both ends included
-    ArmLengths<double> mm;
-};
-constexpr ArmRow kArmRows[] = {
+constexpr TypeRow<ArmLengths<double>> kArmRows[] = {
     // first, last,      a2,     a3,    d4,    d5,    d6
     {   1,  100, {   -280.0, -240.0, 102.0, 102.0, 100.0 } },
     { 101,  200, {   -425.0, -395.0, 102.0, 102.0, 100.0 } },
@@ -90,15 +87,12 @@ constexpr ArmRow kArmRows[] = {
     { 301,  400, {   -520.0, -400.0, 159.0, 114.0, 106.0 } },
     { 401,  500, {  -1000.0, -716.0, 166.0, 138.0, 120.0 } },
 };
-constexpr const ArmRow& kArmOther = kArmRows[1];
+constexpr const ArmLengths<double>& kArmOther = kArmRows[1].value;
 
 // clang-format on
 
 ArmLengths<double> armOf(int robotType) {
-    const ArmRow* found = &kArmOther;
-    for (const ArmRow& row : kArmRows)
-        if (row.first <= robotType && robotType <= row.last) found = &row;
-    const ArmLengths<double>& mm = found->mm;
+    const ArmLengths<double>& mm = byType(kArmRows, kArmOther, robotType);
     return {mm.a2 / 1000.0, mm.a3 / 1000.0, mm.d4 / 1000.0, mm.d5 / 1000.0, mm.d6 / 1000.0};
 }
 

@@ -1,79 +1,125 @@
 #include "tarnhost/log.h"
 
-#include <array>
 #include <atomic>
 #include <cstdarg>
-#include <cstdint>
 #include <cstdio>
+#include <ctime>
+#include <memory>
+#include <string_view>
+#include <thread>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "periodic.h"
 #include "record_call.h"
+#include "ring.h"
 #include "tarntools/tools_log.h"
+#include "write_all.h"
 
 namespace tarn::host {
 namespace {
 
-// A slot tells by its turn whose it is: free for the writer of position p at turn p, ready for the reader at
-// turn p + 1, free for the writer one round later at turn p + RINGBUF_SIZE. The turn is stored relative to
-// the slot's index, so that a ring of zeros is an empty one.
-struct Slot {
-    std::atomic<std::uint64_t> turn;
+struct Line {
     int severity;
     char text[LOG_SIZE];
 };
 
-std::array<Slot, RINGBUF_SIZE> ring;
-std::atomic<std::uint64_t> writePosition;
-std::uint64_t readPosition;
+Ring<Line, RINGBUF_SIZE> ring;
 std::atomic<int> droppedLines;
 
-Slot& slotOf(std::uint64_t position) { return ring[position % RINGBUF_SIZE]; }
-std::uint64_t turnOf(std::uint64_t position) { return position - position % RINGBUF_SIZE; }
-
-// Takes the slot of the next position for writing; nullptr when the reader has not freed it yet.
-Slot* claimSlot(std::uint64_t* position) {
-    std::uint64_t p = writePosition.load(std::memory_order_relaxed);
-    for (;;) {
-        Slot& slot = slotOf(p);
-        const std::uint64_t turn = slot.turn.load(std::memory_order_acquire);
-        if (turn == turnOf(p)) {
-            if (writePosition.compare_exchange_weak(p, p + 1, std::memory_order_relaxed)) {
-                *position = p;
-                return &slot;
-            }
-        } else if (turn < turnOf(p)) {
-            return nullptr;
-        } else {
-            p = writePosition.load(std::memory_order_relaxed);
-        }
-    }
-}
-
 void writeLine(int severity, const char* format, va_list arguments) {
-    std::uint64_t position;
-    Slot* slot = claimSlot(&position);
-    if (slot == nullptr) {
-        droppedLines.fetch_add(1, std::memory_order_relaxed);
-        return;
-    }
-    slot->severity = severity;
-    if (std::vsnprintf(slot->text, sizeof slot->text, format, arguments) < 0) slot->text[0] = '\0';
-    slot->turn.store(turnOf(position) + 1, std::memory_order_release);
+    const bool written = ring.write([&](Line& line) {
+        line.severity = severity;
+        if (std::vsnprintf(line.text, sizeof line.text, format, arguments) < 0) line.text[0] = '\0';
+    });
+    if (!written) droppedLines.fetch_add(1, std::memory_order_relaxed);
 }
+
+// ---- the writer's thread
+
+constexpr const char* kSeverityNames[LOG_FATAL + 1] = {"-", "DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
+
+std::string timeOfDay() {
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm utc;
+    gmtime_r(&now.tv_sec, &utc);
+    char day[32], text[48];
+    std::strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", &utc);
+    std::snprintf(text, sizeof text, "%s.%03dZ", day, static_cast<int>(now.tv_nsec / 1000000));
+    return text;
+}
+
+struct LogFile {
+    int descriptor = -1;
+    int lost = 0;  // lines that the disk refused since it last took some
+
+    ~LogFile() {
+        if (descriptor >= 0) ::close(descriptor);
+    }
+};
+
+// Returns the number of lines that it told as lost.
+int drainInto(const LogSink& sink, int lostBefore) {
+    drainLog(sink);
+    const int lost = lostBefore + takeDroppedLogLines();
+    if (lost > 0) sink(LOG_WARN, (std::to_string(lost) + " lines lost").c_str());
+    return lost;
+}
+
+void drainInto(LogFile& file) {
+    std::string lines;
+    int count = 0;
+    const std::string time = timeOfDay();
+    const LogSink toText = [&](int severity, const char* line) {
+        const bool named = severity > LOG_UNKNOWN && severity <= LOG_FATAL;
+        std::string_view text = line;
+        while (text.ends_with('\n')) text.remove_suffix(1);
+        (((lines += time) += ' ') += kSeverityNames[named ? severity : LOG_UNKNOWN]) += ' ';
+        (lines += text) += '\n';
+        count++;
+    };
+    const int told = drainInto(toText, file.lost);
+    const off_t end = ::lseek(file.descriptor, 0, SEEK_END);
+    const bool written = writeAll(file.descriptor, lines);
+    file.lost = written ? 0 : count - (told > 0 ? 1 : 0) + told;
+    // no half of a line stays, where the file can be cut
+    if (!written && end >= 0 && ::ftruncate(file.descriptor, end) != 0) return;
+}
+
+std::jthread writer;  // last here: it stops before what it uses is gone
 
 }  // namespace
 
 int drainLog(const LogSink& sink) {
     int lines = 0;
-    for (;; lines++) {
-        Slot& slot = slotOf(readPosition);
-        if (slot.turn.load(std::memory_order_acquire) != turnOf(readPosition) + 1) return lines;
-        sink(slot.severity, slot.text);
-        slot.turn.store(turnOf(readPosition) + RINGBUF_SIZE, std::memory_order_release);
-        readPosition++;
-    }
+    while (ring.read([&sink](const Line& line) { sink(line.severity, line.text); })) lines++;
+    return lines;
 }
 
 int takeDroppedLogLines() { return droppedLines.exchange(0); }
+
+bool startLogWriter(const LogSink& sink, std::chrono::milliseconds period) {
+    if (writer.joinable()) return false;
+    writer = startPeriodic(period, [sink] { drainInto(sink, 0); });
+    return true;
+}
+
+bool startLogWriter(const std::string& path, std::chrono::milliseconds period) {
+    if (writer.joinable()) return false;
+    const auto file = std::make_shared<LogFile>();
+    file->descriptor = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    if (file->descriptor < 0) return false;
+    writer = startPeriodic(period, [file] { drainInto(*file); });
+    return true;
+}
+
+void stopLogWriter() {
+    writer.request_stop();
+    if (writer.joinable()) writer.join();
+    writer = {};
+}
 
 }  // namespace tarn::host
 

@@ -1,8 +1,8 @@
 #include "tarnhost/settings.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
+#include <atomic>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -11,144 +11,75 @@
 #include <mutex>
 #include <string_view>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "periodic.h"
 #include "record_call.h"
+#include "ring.h"
+#include "settings_file.h"
+#include "settings_text.h"
 #include "tarntools/tools_config.h"
+#include "tarntools/tools_log.h"
+#include "write_all.h"
 
 namespace tarn::host {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::mutex settingsMutex;
-std::string settingsRoot;
-std::map<std::string, std::string> filesInMemory;  // text by path, while there is no root
-
-// ---- text
-
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view kBlank = " \t\r";
-    const std::size_t first = text.find_first_not_of(kBlank);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
-}
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find('\n', at), text.size());
-        lines.push_back(text.substr(at, end - at));
-        at = end + 1;
-    }
-    return lines;
-}
-
-bool isComment(std::string_view text) { return text.starts_with('#') || text.starts_with(';'); }
-
-// Name in a line of the form "[ name ]", with a comment behind it or not; none for any other line.
-std::optional<std::string_view> sectionName(std::string_view line) {
-    const std::size_t end = line.find(']');
-    if (!line.starts_with('[') || end == std::string_view::npos) return std::nullopt;
-    const std::string_view behind = trimmed(line.substr(end + 1));
-    if (!behind.empty() && !isComment(behind)) return std::nullopt;
-    return trimmed(line.substr(1, end - 1));
-}
-
-// Where a key stands, or where it belongs.
-struct Place {
-    bool hasSection, hasKey;
-    std::size_t line;         // of the key; else the line that a new key of the section goes before
-    std::size_t start, size;  // of the key's value in its line, without blanks around it and a comment
+struct Change {
+    std::string section, key;
+    float value;
 };
 
-Place find(const std::vector<std::string>& lines, std::string_view section, std::string_view key) {
-    Place place = {false, false, lines.size(), 0, 0};
-    bool inSection = false;
-    for (std::size_t i = 0; i < lines.size(); i++) {
-        const std::string_view line = trimmed(lines[i]);
-        if (const auto name = sectionName(line)) {
-            inSection = *name == section;
-            place.hasSection |= inSection;
-        }
-        // a new key goes behind the last line of its section that is not blank
-        if (inSection && !line.empty()) place.line = i + 1;
-        const std::string_view whole = lines[i];
-        const std::size_t equals = whole.find('=');
-        if (!inSection || isComment(line) || equals == std::string_view::npos) continue;
-        if (trimmed(whole.substr(0, equals)) != key) continue;
-        const std::string_view behind = whole.substr(equals + 1);
-        const std::string_view value = trimmed(behind.substr(0, behind.find_first_of("#;")));
-        const std::size_t start = value.empty() ? equals + 1 : std::size_t(value.data() - whole.data());
-        return {true, true, i, start, value.size()};
-    }
-    return place;
-}
+// One write on its way to the writer.
+struct QueuedWrite {
+    char file[128], section[48], key[48];
+    float value;
+};
 
-std::string withEntry(const std::string& text, std::string_view section, const std::string& key,
-                      float value) {
-    char digits[32];
-    const std::string number(digits, std::to_chars(std::begin(digits), std::end(digits), value).ptr);
-    const std::string entry = key + " = " + number;
+// Longest burst between two wakings of the writer; the largest command writes 29 keys.
+constexpr std::size_t kQueueLength = 1024;
 
-    std::vector<std::string> lines = linesOf(text);
-    const Place place = find(lines, section, key);
-    const auto at = lines.begin() + static_cast<std::ptrdiff_t>(place.line);
-    if (place.hasKey) {
-        at->replace(place.start, place.size, number);
-    } else if (place.hasSection) {
-        lines.insert(at, entry);
-    } else {
-        if (!lines.empty()) lines.emplace_back();
-        lines.push_back("[" + std::string(section) + "]");
-        lines.push_back(entry);
-    }
+// Guards all down to the queue. Who writes while the writer runs does not take it.
+std::mutex settingsMutex;
+std::string settingsRoot;
+std::map<std::string, std::string> filesInMemory;      // text by path, while there is no root
+std::map<std::string, std::vector<Change>> unwritten;  // by file, in the order of their first write
+int batchDepth;
+bool writesFail;  // told once, until it gets better
 
-    std::string result;
-    for (const std::string& line : lines) result += line + "\n";
-    return result;
-}
-
-// A name that would break the file's form is refused.
-bool isName(const std::string& name) {
-    return !name.empty() && trimmed(name) == name && name.find_first_of("[]=#;\n\r") == std::string::npos;
-}
+Ring<QueuedWrite, kQueueLength> queue;
+std::atomic<bool> queueing;  // the writer runs
+std::atomic<int> writesLost;
 
 // ---- files
 
-// Appending a path must not lead out of the root.
-bool isSettingsPath(const fs::path& file) {
-    if (!file.is_absolute() || !file.has_filename()) return false;
-    for (const fs::path& part : file)
-        if (part == "..") return false;
+// Appending a path must not lead out of the root. Free of allocation.
+bool isSettingsPath(std::string_view file) {
+    if (!file.starts_with('/') || file.ends_with('/')) return false;
+    for (std::size_t at = 0; at < file.size();) {
+        const std::size_t end = std::min(file.find('/', at), file.size());
+        if (file.substr(at, end - at) == "..") return false;
+        at = end + 1;
+    }
     return true;
 }
 
 std::string pathUnderRoot(const std::string& file) { return settingsRoot + file; }
 
-// A file that is not there is an empty one; false when it is there and cannot be read.
-bool readFile(const std::string& path, std::string* text) {
-    text->clear();
+FileState readFile(const std::string& path, std::string* text) {
     std::error_code error;
-    if (!fs::exists(path, error)) return !error;
+    if (!fs::exists(path, error)) return error ? FileState::kUnreadable : FileState::kMissing;
     std::ifstream in(path, std::ios::binary);
-    if (!in || !fs::is_regular_file(path, error)) return false;
+    if (!in || !fs::is_regular_file(path, error)) return FileState::kUnreadable;
     text->assign(std::istreambuf_iterator<char>(in), {});
-    return !in.bad();
-}
-
-bool writeAll(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = ::write(descriptor, text.data(), text.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
+    return in.bad() ? FileState::kUnreadable : FileState::kRead;
 }
 
 bool flushFolder(const fs::path& folder) {
@@ -180,10 +111,13 @@ bool replaceFile(const fs::path& path, std::string_view text) {
     return flushFolder(path.parent_path());
 }
 
-bool load(const std::string& file, std::string* text) {
+FileState load(const std::string& file, std::string* text) {
+    text->clear();
     if (!settingsRoot.empty()) return readFile(pathUnderRoot(file), text);
-    *text = filesInMemory[file];
-    return true;
+    const auto found = filesInMemory.find(file);
+    if (found == filesInMemory.end()) return FileState::kMissing;
+    *text = found->second;
+    return FileState::kRead;
 }
 
 bool store(const std::string& file, const std::string& text) {
@@ -192,38 +126,174 @@ bool store(const std::string& file, const std::string& text) {
     return true;
 }
 
-bool writeEntry(const std::string& file, const std::string& section, const std::string& key, float value) {
-    if (!isSettingsPath(file) || !isName(section) || !isName(key)) return false;
-    const std::lock_guard lock(settingsMutex);
-    std::string text;
-    return load(file, &text) && store(file, withEntry(text, section, key, value));
+// ---- changes: queue to memory, memory to file. The caller holds the lock.
+
+void change(const std::string& file, std::string_view section, std::string_view key, float value) {
+    std::vector<Change>& changes = unwritten[file];
+    const auto isKey = [&](const Change& c) { return c.section == section && c.key == key; };
+    const auto old = std::find_if(changes.begin(), changes.end(), isKey);
+    if (old != changes.end())
+        old->value = value;
+    else
+        changes.push_back({std::string(section), std::string(key), value});
 }
+
+// Waits for writes in the middle of their way, so that a write that has returned is seen.
+void takeQueued() {
+    const std::uint64_t end = queue.writePosition.load();
+    while (queue.readPosition < end) {
+        const bool taken =
+            queue.read([](const QueuedWrite& w) { change(w.file, w.section, w.key, w.value); });
+        if (!taken) std::this_thread::yield();
+    }
+}
+
+std::string withChanges(const std::string& file, std::string text) {
+    const auto changes = unwritten.find(file);
+    if (changes == unwritten.end()) return text;
+    for (const Change& c : changes->second) text = withEntry(text, c.section, c.key, c.value);
+    return text;
+}
+
+bool flushFile(const std::string& file) {
+    if (!unwritten.contains(file)) return true;
+    std::string text;
+    const bool readable = load(file, &text) != FileState::kUnreadable;
+    const bool written = readable && store(file, withChanges(file, text));
+    if (written)
+        unwritten.erase(file);
+    else if (!writesFail)
+        Write_Log(LOG_ERR, "settings: %s cannot be %s", file.c_str(), readable ? "written" : "read");
+    writesFail = !written;
+    return written;
+}
+
+bool flushAll() {
+    std::vector<std::string> files;
+    for (const auto& [file, changes] : unwritten) files.push_back(file);
+    return std::count_if(files.begin(), files.end(), flushFile) == std::ssize(files);
+}
+
+// ---- the two ways of a write
+
+bool writeNow(const std::string& file, std::string_view section, std::string_view key, float value) {
+    const std::lock_guard lock(settingsMutex);
+    takeQueued();
+    change(file, section, key, value);
+    return batchDepth > 0 || flushFile(file);
+}
+
+template <std::size_t N>
+void copyText(char (&to)[N], std::string_view from) {
+    to[from.copy(to, N - 1)] = '\0';
+}
+
+bool enqueue(std::string_view file, std::string_view section, std::string_view key, float value) {
+    if (file.size() >= sizeof QueuedWrite::file || section.size() >= sizeof QueuedWrite::section ||
+        key.size() >= sizeof QueuedWrite::key)
+        return false;
+    const bool queued = queue.write([&](QueuedWrite& w) {
+        copyText(w.file, file);
+        copyText(w.section, section);
+        copyText(w.key, key);
+        w.value = value;
+    });
+    if (!queued) writesLost.fetch_add(1, std::memory_order_relaxed);
+    return queued;
+}
+
+void serveQueue() {
+    const std::lock_guard lock(settingsMutex);
+    takeQueued();
+    if (batchDepth == 0) flushAll();
+    if (const int lost = writesLost.exchange(0); lost > 0)
+        Write_Log(LOG_ERR, "settings: %d writes lost, too many at once", lost);
+}
+
+std::jthread writer;  // last here: it stops before what it uses is gone
 
 }  // namespace
 
+// ---- for the loader
+
+FileState readSettingsFile(const std::string& file, std::string* text) {
+    const std::lock_guard lock(settingsMutex);
+    takeQueued();
+    const FileState state = load(file, text);
+    *text = withChanges(file, *text);
+    return state == FileState::kMissing && !text->empty() ? FileState::kRead : state;
+}
+
+bool putSettingsFileAside(const std::string& file, const std::string& goodText) {
+    const std::lock_guard lock(settingsMutex);
+    const std::string aside = file + ".bad";
+    std::string text;
+    if (!goodText.empty())
+        return load(file, &text) == FileState::kRead && store(aside, text) && store(file, goodText);
+    if (settingsRoot.empty()) {
+        filesInMemory[aside] = filesInMemory[file];
+        filesInMemory.erase(file);
+        return true;
+    }
+    const fs::path path = pathUnderRoot(file);
+    return ::rename(path.c_str(), pathUnderRoot(aside).c_str()) == 0 && flushFolder(path.parent_path());
+}
+
+// ---- public
+
 void openSettings(const std::string& root) {
     const std::lock_guard lock(settingsMutex);
-    settingsRoot = root;
+    takeQueued();
+    flushAll();
+    unwritten.clear();
     filesInMemory.clear();
+    settingsRoot = root;
 }
 
 std::optional<float> readSetting(const std::string& file, const std::string& section,
                                  const std::string& key) {
     if (!isSettingsPath(file)) return std::nullopt;
-    const std::lock_guard lock(settingsMutex);
     std::string text;
-    if (!load(file, &text)) return std::nullopt;
+    readSettingsFile(file, &text);
     const std::vector<std::string> lines = linesOf(text);
     const Place place = find(lines, section, key);
-    if (!place.hasKey) return std::nullopt;
+    return place.hasKey ? numberAt(lines, place) : std::nullopt;
+}
 
-    const char* first = lines[place.line].data() + place.start;
-    const char* end = first + place.size;
-    if (place.size >= 2 && first[0] == '+' && first[1] != '-') first++;
-    float value;
-    const std::from_chars_result result = std::from_chars(first, end, value);
-    if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
-    return value;
+void beginSettings() {
+    const std::lock_guard lock(settingsMutex);
+    batchDepth++;
+}
+
+bool commitSettings() {
+    {
+        const std::lock_guard lock(settingsMutex);
+        if (batchDepth > 0 && --batchDepth > 0) return true;
+    }
+    return flushSettings();
+}
+
+bool flushSettings() {
+    try {
+        const std::lock_guard lock(settingsMutex);
+        takeQueued();
+        return flushAll();
+    } catch (const std::exception&) {  // out of memory
+        return false;
+    }
+}
+
+void startSettingsWriter(std::chrono::milliseconds period) {
+    if (writer.joinable()) return;
+    writer = startPeriodic(period, serveQueue);
+    queueing = true;
+}
+
+void stopSettingsWriter() {
+    queueing = false;
+    writer.request_stop();
+    if (writer.joinable()) writer.join();
+    writer = {};
 }
 
 }  // namespace tarn::host
@@ -233,8 +303,10 @@ using namespace tarn::host;
 int ConfigWriteEntry(const char* file, const char* section, const char* key, float value) {
     recordCall("ConfigWriteEntry", file, section, key, value);
     if (file == nullptr || section == nullptr || key == nullptr) return -1;
+    if (!isSettingsPath(file) || !isName(section) || !isName(key)) return -1;
+    if (queueing) return enqueue(file, section, key, value) ? 0 : -1;
     try {
-        return writeEntry(file, section, key, value) ? 0 : -1;
+        return writeNow(file, section, key, value) ? 0 : -1;
     } catch (const std::exception&) {  // out of memory: callers are C functions
         return -1;
     }

@@ -3,13 +3,14 @@
 #include "support/cycle_guard.h"
 #include "support/fixture.h"
 #include "tarnhost/motion.h"
+#include "tarnhost/settings.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarntools/tools_config.h"
 #include "tarntools/tools_log.h"
 
 using namespace tarn::test;
 
-// A settings write waits for locks and disk: that one is for commands, and the guard must see it.
+// Without the writer a settings write waits for locks and disk, and the guard must see it.
 TEST(CycleServices, NeitherAllocateNorLockNorEnterTheKernel) {
     fixture::start(101);
     JNTS q = {{10, -70, 60, -80, 40, 30}, {}, 6};
@@ -38,6 +39,10 @@ TEST(CycleServices, NeitherAllocateNorLockNorEnterTheKernel) {
         matmul(m, m, m);
     };
     EXPECT_EQ(guarded(services), "");
-    EXPECT_NE(guarded([] { ConfigWriteEntry("/a", "B", "C", 1.0F); }), "");
+    const auto write = [] { ConfigWriteEntry("/a", "B", "C", 1.0F); };
+    EXPECT_NE(guarded(write), "");
+    tarn::host::startSettingsWriter();
+    EXPECT_EQ(guarded(write), "");
+    tarn::host::stopSettingsWriter();
     if (systemCallWatch() == SystemCallWatch::kNone) GTEST_SKIP() << systemCallWatchRefusal();
 }

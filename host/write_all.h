@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cerrno>
+#include <string_view>
+
+#include <unistd.h>
+
+namespace tarn::host {
+
+// False when the disk did not take all of it.
+inline bool writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(descriptor, text.data(), text.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+}  // namespace tarn::host

@@ -11,7 +11,7 @@ namespace {
 
 using fixture::kInf;
 using fixture::kNan;
-using Lines = std::vector<std::string>;
+using fixture::Lines;
 
 constexpr double kOld = 1234.5;
 
@@ -19,8 +19,6 @@ constexpr double kOld = 1234.5;
 void start(int type, int state) {
     fixture::start(type);
     mpb.state = state;
-    mpb.sysJntsNo = 6;
-    mcb.jointStiffnessType = 0;
     for (int i = 0; i < 6; i++) {
         mpb.defaultJointVel.v[i] = 180;
         mpb.ForDeadGain[i] = 0.50 + 0.01 * i;
@@ -30,129 +28,97 @@ void start(int type, int state) {
     }
 }
 
+// What the call wrote, with more room than a joint loop may write to.
 struct Values {
-    double v[16];  // more than a joint loop may write
-    Values() { std::fill_n(v, 16, kOld); }
+    double v[16];
+    explicit Values(JNTS speed) {
+        std::fill_n(v, 16, kOld);
+        EXPECT_EQ(frictionCompensation(&speed, v), 0);
+    }
 };
 
 TEST(FrictionCompensation, EveryTypeTakesItsCurvesClampAndAttenuation) {
     // degrees per ms: low and high band, both signs, inside and beyond every clamp
-    const double speeds[][6] = {
-        {0.004, -0.004, 0.0005, 0.009, -0.009, 0.0002},
-        {-0.0005, 0.0005, 0, -0.003, 0.003, -0.0002},
-        {0.05, -0.05, 0.1, 0.02, -0.02, 0.035},
-        {0.15, -0.15, -0.13, 0.06, -0.06, 0.1},
-        {0.2, -0.2, 0.7, 0.19, -0.3, -0.7},
-        {0.01, -0.01, 0.18, 0.04, -0.04, 0.01},
+    const JNTS speeds[] = {
+        {{0.004, -0.004, 0.0005, 0.009, -0.009, 0.0002}, {}, 6},
+        {{-0.0005, 0.0005, 0, -0.003, 0.003, -0.0002}, {}, 6},
+        {{0.05, -0.05, 0.1, 0.02, -0.02, 0.035}, {}, 6},
+        {{0.15, -0.15, -0.13, 0.06, -0.06, 0.1}, {}, 6},
+        {{0.2, -0.2, 0.7, 0.19, -0.3, -0.7}, {}, 6},
+        {{0.01, -0.01, 0.18, 0.04, -0.04, 0.01}, {}, 6},
+        {{kNan, 0.02, 0.02, 0.02, 0.02, kNan}, {}, 6},
     };
-    const auto check = [&](int type, int state) {
-        start(type, state);
-        mcb.jointStiffnessType = type & 1;
-        for (const auto& speed : speeds) {
-            JNTS v{};
-            std::copy_n(speed, 6, v.v);
-            Values value;
-            EXPECT_EQ(frictionCompensation(&v, value.v), 0);
-            for (int i = 0; i < 6; i++) {
-                const double want = ref::friction(type, state, i, speed[i]);
-                EXPECT_NEAR(value.v[i], want, 1e-12 * (1 + std::fabs(want)))
-                    << "type " << type << ", state " << state << ", joint " << i + 1 << " at " << speed[i];
+    for (int type : ref::types())
+        for (int state : {0, 1, 2, 3, 4, 5, -4}) {  // only 4 is hand guiding
+            start(type, state);
+            mcb.jointStiffnessType = type & 1;
+            for (const JNTS& speed : speeds) {
+                const Values got(speed);
+                for (int i = 0; i < 6; i++) {
+                    const double v = speed.v[i], want = ref::friction(type, state, i, v);
+                    ASSERT_PRED3(fixture::near, got.v[i], want, 1e-12 * (1 + std::fabs(want)))
+                        << "type " << type << ", state " << state << ", joint " << i + 1 << " at " << v;
+                }
             }
-            EXPECT_EQ(value.v[6], kOld);
-            EXPECT_EQ(fixture::calls(), Lines{});
+            ASSERT_EQ(fixture::calls(), Lines{});
         }
-    };
-    for (int type = ref::kFirstType; type <= ref::kLastType && !HasFailure(); type++)
-        for (int state : {1, 4}) check(type, state);
-    for (int type : {INT_MIN, INT_MAX, -1000}) check(type, 4);
-    for (int state : {0, 2, 3, 5, -4}) check(101, state);  // only 4 is hand guiding
 }
 
 TEST(FrictionCompensation, OverspeedZeroesAllJointsAndLogsTheFirstOne) {
     start(101, 4);
-    for (int i = 0; i < 6; i++) {
-        mpb.jC.v[i] = i + 0.5;
-        mpb.j6.v[i] = -i - 0.25;
-        mpb.oldJ6.v[i] = 10.0 * i;
-    }
-    const Lines poses = {"Write_Log 1 jC 0.500000 1.500000 2.500000 3.500000 4.500000 5.500000",
-                         "Write_Log 1 j6 -0.250000 -1.250000 -2.250000 -3.250000 -4.250000 -5.250000",
-                         "Write_Log 1 oldJ6 0.000000 10.000000 20.000000 30.000000 40.000000 50.000000"};
+    mpb.defaultJointVel.v[0] = 125;  // four times that is the limit
+    mpb.jC = {{0.5, 1.5, 2.5, 3.5, 4.5, 5.5}, {}, 6};
+    mpb.j6 = {{-0.25, -1.25, -2.25, -3.25, -4.25, -5.25}, {}, 6};
+    mpb.oldJ6 = {{0, 10, 20, 30, 40, 50}, {}, 6};
     const struct {
-        double speed[6];
+        JNTS speed;
         const char* line;
     } rows[] = {
-        {{0.8, 0.1, 0.1, 0.9, 0.1, 0.1}, "Write_Log 1 jointVel0 800.000000"},
-        {{0.1, 0.1, -0.75, 0.1, 0.9, 0.1}, "Write_Log 1 jointVel2 -750.000000"},
-        {{0.1, 0.1, 0.1, 0.1, 0.1, kInf}, "Write_Log 1 jointVel5 inf"},
-        {{kNan, -kInf, 0.1, 0.1, 0.1, 0.1}, "Write_Log 1 jointVel1 -inf"},
+        {{{0.8, 0.1, 0.1, 0.9, 0.1, 0.1}, {}, 6}, "Write_Log 1 jointVel0 800.000000"},
+        {{{0.1, 0.1, -0.75, 0.1, 0.9, 0.1}, {}, 6}, "Write_Log 1 jointVel2 -750.000000"},
+        {{{0.1, 0.1, 0.1, 0.1, 0.1, kInf}, {}, 6}, "Write_Log 1 jointVel5 inf"},
+        {{{kNan, -kInf, 0.1, 0.1, 0.1, 0.1}, {}, 6}, "Write_Log 1 jointVel1 -inf"},
+        {{{std::nextafter(0.5, 1)}, {}, 6}, "Write_Log 1 jointVel0 500.000000"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.line);
-        JNTS v{};
-        std::copy_n(row.speed, 6, v.v);
-        Values value;
+    for (const auto& row : rows)
         for (int repeat = 0; repeat < 2; repeat++) {  // the lines repeat as long as the overspeed lasts
             fixture::forgetCalls();
             const fixture::Blocks before;
-            EXPECT_EQ(frictionCompensation(&v, value.v), 0);
-            EXPECT_EQ(fixture::calls(), (Lines{row.line, poses[0], poses[1], poses[2]}));
-            for (int i = 0; i < 6; i++) EXPECT_EQ(value.v[i], 0.0) << "joint " << i + 1;
-            EXPECT_TRUE(before.unchanged());
+            const Values got(row.speed);
+            EXPECT_EQ(
+                fixture::calls(),
+                (Lines{row.line, "Write_Log 1 jC 0.500000 1.500000 2.500000 3.500000 4.500000 5.500000",
+                       "Write_Log 1 j6 -0.250000 -1.250000 -2.250000 -3.250000 -4.250000 -5.250000",
+                       "Write_Log 1 oldJ6 0.000000 10.000000 20.000000 30.000000 40.000000 50.000000"}));
+            for (int i = 0; i < 6; i++) EXPECT_EQ(got.v[i], 0.0) << row.line << ": joint " << i + 1;
+            EXPECT_TRUE(before.unchanged()) << row.line;
         }
-    }
-}
-
-TEST(FrictionCompensation, OverspeedBeginsBeyondFourTimesTheNominalSpeed) {
-    start(101, 1);
-    mpb.defaultJointVel.v[0] = 125;
-    JNTS v{{0.5}, {}, 0};
-    Values value;
-    frictionCompensation(&v, value.v);
-    EXPECT_NE(value.v[0], 0.0);
-    v.v[0] = std::nextafter(0.5, 1);
-    frictionCompensation(&v, value.v);
-    EXPECT_EQ(value.v[0], 0.0);
+    EXPECT_NE(Values({{0.5}, {}, 6}).v[0], 0.0) << "at the limit";
+    mpb.sysJntsNo = 2;
+    const Values two({{0.9}, {}, 6});
+    EXPECT_EQ(two.v[1], 0.0);
+    EXPECT_EQ(two.v[2], kOld) << "overspeed leaves before the attenuation of joint 3";
 }
 
 TEST(FrictionCompensation, LooksAtAndWritesTheArmsJointsOnly) {
     for (int type : {101, 201, 705, 902})
         for (int state : {1, 4})
-            for (int joints : {0, 1, 2, 3, 5, -1, INT_MIN, 7, INT_MAX}) {
+            for (int joints : {0, 1, 2, 3, 5, 6, -1, INT_MIN, 7, INT_MAX}) {
                 SCOPED_TRACE(testing::Message() << type << ", state " << state << ", joints " << joints);
                 start(type, state);
                 mpb.sysJntsNo = joints;
-                JNTS v{{0.02, 0.02, 0.02, 0.02, 0.02, 0.02}, {}, 0};
+                JNTS speed{{0.02, 0.02, 0.02, 0.02, 0.02, 0.02}, {}, 0};
                 for (int i = std::max(joints, 0); i < 6; i++)
-                    v.v[i] = 0.9;                          // overspeed, on no joint of the arm
-                std::memset(v.type, 0x7f, sizeof v.type);  // huge when read as a seventh speed
-                Values value;
-                EXPECT_EQ(frictionCompensation(&v, value.v), 0);
+                    speed.v[i] = 0.9;                              // overspeed, on no joint of the arm
+                std::memset(speed.type, 0x7f, sizeof speed.type);  // huge when read as a seventh speed
+                const Values got(speed);
                 EXPECT_EQ(fixture::calls(), Lines{});
                 // joint 3 has its own attenuation, which looks at no number of joints
                 const bool third = state == 4 && type != 201;
-                for (int i = 0; i < 16; i++) {
-                    const bool written = i < std::min(joints, 6) || (i == 2 && third);
-                    EXPECT_EQ(value.v[i] != kOld, written) << "joint " << i + 1;
-                }
+                for (int i = 0; i < 16; i++)
+                    EXPECT_EQ(got.v[i] != kOld, i < std::min(joints, 6) || (i == 2 && third))
+                        << "joint " << i + 1;
             }
-    start(101, 4);
-    mpb.sysJntsNo = 2;
-    JNTS fast{{0.9}, {}, 0};
-    Values value;
-    frictionCompensation(&fast, value.v);
-    EXPECT_EQ(value.v[1], 0.0);
-    EXPECT_EQ(value.v[2], kOld);  // overspeed leaves before the attenuation
-}
-
-TEST(FrictionCompensation, ANonNumberStaysWithItsJoint) {
-    start(101, 4);
-    JNTS v{{kNan, 0.02, 0.02, 0.02, 0.02, 0.02}, {}, 0};
-    Values value;
-    frictionCompensation(&v, value.v);
-    EXPECT_TRUE(std::isnan(value.v[0]));
-    for (int i = 1; i < 6; i++) EXPECT_TRUE(std::isfinite(value.v[i])) << "joint " << i + 1;
-    EXPECT_EQ(fixture::calls(), Lines{});
 }
 
 }  // namespace

@@ -1,31 +1,25 @@
 #include "support/cycle_guard.h"
 
-#include <cxxabi.h>
 #include <dlfcn.h>
-#include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
-#include <malloc.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <ucontext.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-
-#ifdef __SANITIZE_ADDRESS__
-// as in the compiler's <sanitizer/allocator_interface.h>, which not every g++ package brings
-extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, size_t),
-                                                         void (*onFree)(const volatile void*));
-#endif
+#include <typeinfo>
 
 // The watched functions below replace the C library's: the program's own definitions come first in the
 // search order of the dynamic linker, for the program as for every shared object that it loads.
@@ -35,72 +29,27 @@ namespace {
 
 // ---- what was found; plain storage, since it is written where nothing may be allocated
 
-struct Finding {
-    const char* kind;
-    const char* name;    // nullptr: a system call, told by its number
-    const void* caller;  // nullptr where it is not known
-    long number;
-};
-
-constexpr int kMaxFindings = 32;
-Finding findings[kMaxFindings];
-int findingCount;  // may run past the store; the rest is only counted
-
+char findings[4000];
+std::size_t used;  // characters
 thread_local bool inCycle;
 
-void note(const char* kind, const char* name, const void* caller, long number = 0) {
-    if (findingCount < kMaxFindings) findings[findingCount] = {kind, name, caller, number};
-    findingCount++;
+__attribute__((format(printf, 1, 2))) void tell(const char* format, ...) {
+    va_list values;
+    va_start(values, format);
+    const int length = std::vsnprintf(findings + used, sizeof findings - used, format, values);
+    used = std::min(used + static_cast<std::size_t>(length), sizeof findings - 1);
+    va_end(values);
 }
 
-void noteInCycle(const char* kind, const char* name, const void* caller) {
-    if (inCycle) note(kind, name, caller);
-}
-
-std::string describe(const Finding& finding) {
-    std::string line = std::string(finding.kind) + ": ";
-    line += finding.name ? finding.name : std::to_string(finding.number);
-    Dl_info where;
-    if (finding.caller && dladdr(finding.caller, &where)) {
-        // a hidden function has no name here: its place in the object is for addr2line
-        int status = -1;
-        char* plain =
-            where.dli_sname ? abi::__cxa_demangle(where.dli_sname, nullptr, nullptr, &status) : nullptr;
-        char offset[32];
-        std::snprintf(offset, sizeof offset, "+0x%tx",
-                      static_cast<const char*>(finding.caller) - static_cast<const char*>(where.dli_fbase));
-        line += " from ";
-        line += plain ? plain : where.dli_sname ? where.dli_sname : where.dli_fname + std::string(offset);
-        std::free(plain);
-    }
-    return line;
-}
-
-// ---- system calls by user dispatch: while the selector is closed, the kernel sends SIGSYS instead
-
-// The kernel reads it at every system call until the process ends, so it must outlive everything.
-volatile unsigned char selector = SYSCALL_DISPATCH_FILTER_ALLOW;
-thread_local bool dispatched;  // the kernel watches one thread only: the one that asked
-
-constexpr int kRewind =  // length of the instruction that enters the kernel, bytes; 0: not known here
-#ifdef __x86_64__
-    2;
-#else
-    0;
-#endif
-
-// Opens the selector and lets the call be made again. The rest of the scope is not watched: closing it again
-// would catch the return from this handler.
-void onDispatchedCall(int, siginfo_t* info, void* context) {
-    selector = SYSCALL_DISPATCH_FILTER_ALLOW;
-    note("system call", nullptr, nullptr, info->si_syscall);
-#ifdef __x86_64__
-    auto* registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
-    registers[REG_RAX] = info->si_syscall;
-    registers[REG_RIP] -= kRewind;
-#else
-    (void)context;
-#endif
+void note(const char* kind, const char* name, const void* caller) {
+    if (!inCycle) return;
+    Dl_info at = {};
+    // a hidden function has no name here: its place in the object is for addr2line
+    if (caller && dladdr(caller, &at))
+        tell("%s: %s from %s in %s+0x%tx\n", kind, name, at.dli_sname ? at.dli_sname : "?", at.dli_fname,
+             static_cast<const char*>(caller) - static_cast<const char*>(at.dli_fbase));
+    else
+        tell("%s: %s\n", kind, name);
 }
 
 void catchSigsys(void (*handler)(int, siginfo_t*, void*)) {
@@ -110,248 +59,174 @@ void catchSigsys(void (*handler)(int, siginfo_t*, void*)) {
     sigaction(SIGSYS, &action, nullptr);
 }
 
-// 0, or the errno of the refusal.
+// ---- system calls by user dispatch: while the selector is closed, the kernel sends SIGSYS instead
+
+// The kernel reads it at every system call until the process ends, so it must outlive everything.
+volatile unsigned char selector = SYSCALL_DISPATCH_FILTER_ALLOW;
+
+// Opens the selector and lets the call be made again. The rest of the scope is not watched: closing it again
+// would catch the return from this handler.
+void onDispatchedCall(int, siginfo_t* info, [[maybe_unused]] void* context) {
+    selector = SYSCALL_DISPATCH_FILTER_ALLOW;
+    tell("system call: %d\n", info->si_syscall);
+#ifdef __x86_64__
+    auto* registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
+    registers[REG_RAX] = info->si_syscall;
+    registers[REG_RIP] -= 2;  // bytes of the instruction that enters the kernel
+#endif
+}
+
+// 0, or the errno of the refusal. Each thread asks for itself.
 int startDispatch() {
-    if (dispatched) return 0;
-    if (kRewind == 0) return ENOSYS;
+#ifdef __x86_64__
+    thread_local bool started;
+    if (started) return 0;
     if (prctl(PR_SET_SYSCALL_USER_DISPATCH, PR_SYS_DISPATCH_ON, 0L, 0L, &selector) != 0) return errno;
     catchSigsys(onDispatchedCall);
-    dispatched = true;
+    started = true;
     return 0;
+#else
+    return ENOSYS;  // how to make the call again is not known here
+#endif
 }
 
-// ---- system calls by seccomp: a child in which any of them but the report and the exit ends it
+// ---- system calls by seccomp: a child in which any of them but the exit ends it
 
-int reportPipe = -1;
+constexpr long kNothing = -1, kNoReport = -2;
+volatile long* firstCall;  // what the child tells: the number of a system call, or one of these
 
 void onFilteredCall(int, siginfo_t* info, void*) {
-    const long number = info->si_syscall;
-    const ssize_t written = write(reportPipe, &number, sizeof number);
-    _exit(written == sizeof number ? 0 : 1);
+    // after the cycle's end the runtime of a sanitizer may still make some
+    if (*firstCall == kNoReport) *firstCall = info->si_syscall;
+    _exit(0);
 }
-
-// False when the kernel refuses.
-bool closeDoors() {
-    const auto pipeWord = static_cast<unsigned>(reportPipe);
-    sock_filter program[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_exit_group, 3, 0),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_write, 0, 3),
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[0])),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, pipeWord, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP),
-    };
-    sock_fprog filter = {sizeof program / sizeof program[0], program};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1L, 0L, 0L, 0L) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-}
-
-// What the child tells: nothing found, the number of a system call, or one of these.
-constexpr long kNothing = -1, kRefused = -2, kNoReport = -3;
 
 long firstCallInChild(const std::function<void()>& cycle) {
-    int ends[2];
-    if (pipe(ends) != 0) return kNoReport;
+    if (!firstCall) {
+        void* shared = mmap(nullptr, sizeof(long), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (shared == MAP_FAILED) return kNoReport;
+        firstCall = static_cast<volatile long*>(shared);
+    }
+    *firstCall = kNoReport;
     const pid_t child = fork();
     if (child == 0) {
-        reportPipe = ends[1];
         catchSigsys(onFilteredCall);
-        long told = kRefused;
-        if (closeDoors()) {
+        sock_filter program[] = {
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_exit_group, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP),
+        };
+        sock_fprog filter = {std::size(program), program};
+        if (prctl(PR_SET_NO_NEW_PRIVS, 1L, 0L, 0L, 0L) == 0 &&
+            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0) {
             try {
                 cycle();
             } catch (...) {  // the run in this process tells
             }
-            told = kNothing;
+            *firstCall = kNothing;
         }
-        _exit(write(reportPipe, &told, sizeof told) == sizeof told ? 0 : 1);
+        _exit(0);
     }
-    close(ends[1]);
-    long told = kNoReport;
-    if (read(ends[0], &told, sizeof told) != sizeof told) told = kNoReport;
-    close(ends[0]);
     if (child > 0) waitpid(child, nullptr, 0);
-    return told;
+    return *firstCall;
 }
-
-// ---- which of the two
-
-bool watchChosen;
-SystemCallWatch watch;
-std::string refusal;
-
-bool tryWatch(SystemCallWatch wanted) {
-    if (wanted == SystemCallWatch::kDispatch) {
-        const int error = startDispatch();
-        if (error) refusal += std::string("syscall user dispatch: ") + strerror(error) + "; ";
-        if (error) return false;
-    }
-    if (wanted == SystemCallWatch::kSeccompChild) {
-        const long told = firstCallInChild([] {});
-        if (told != kNothing) refusal += "seccomp filter: refused; ";
-        if (told != kNothing) return false;
-    }
-    watch = wanted;
-    watchChosen = true;
-    return true;
-}
-
-// ---- the functions that are forwarded to
-
-template <class Function>
-Function* next(const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-#ifdef __SANITIZE_ADDRESS__
-// The sanitizer's allocator is not to be replaced; it tells by hooks.
-void onAllocation(const volatile void*, size_t) { noteInCycle("allocation", "malloc", nullptr); }
-void onRelease(const volatile void*) { noteInCycle("allocation", "free", nullptr); }
-[[maybe_unused]] const int hooksInstalled =
-    __sanitizer_install_malloc_and_free_hooks(onAllocation, onRelease);
-#endif
 
 }  // namespace
 
+bool isToBeHad(SystemCallWatch watch) {
+    if (watch == SystemCallWatch::kDispatch) return startDispatch() == 0;
+    static const bool child = firstCallInChild([] {}) == kNothing;
+    return watch == SystemCallWatch::kSeccompChild && child;
+}
+
 SystemCallWatch systemCallWatch() {
-    if (!watchChosen && !tryWatch(SystemCallWatch::kDispatch) && !tryWatch(SystemCallWatch::kSeccompChild)) {
-        watch = SystemCallWatch::kNone;
-        watchChosen = true;
-    }
-    return watch;
+    for (SystemCallWatch watch : {SystemCallWatch::kDispatch, SystemCallWatch::kSeccompChild})
+        if (isToBeHad(watch)) return watch;
+    return SystemCallWatch::kNone;
 }
 
 std::string systemCallWatchRefusal() {
-    return systemCallWatch() == SystemCallWatch::kNone ? "system calls are not watched: " + refusal : "";
+    return std::string("system calls are not watched: no seccomp filter; no syscall user dispatch: ") +
+           strerror(startDispatch());
 }
 
-bool useSystemCallWatch(SystemCallWatch wanted) { return tryWatch(wanted); }
-
-InCycle::InCycle() {
-    const bool closing = systemCallWatch() == SystemCallWatch::kDispatch;
-    if (closing && !dispatched) note("guard", "a second thread, whose system calls are not seen", nullptr);
-    inCycle = true;
-    if (closing && dispatched) selector = SYSCALL_DISPATCH_FILTER_BLOCK;
-}
-
-InCycle::~InCycle() {
-    selector = SYSCALL_DISPATCH_FILTER_ALLOW;
-    inCycle = false;
-}
-
-std::string takeFindings() {
-    std::string lines;
-    const int kept = findingCount < kMaxFindings ? findingCount : kMaxFindings;
-    for (int i = 0; i < kept; i++) lines += describe(findings[i]) + "\n";
-    if (findingCount > kept) lines += "and " + std::to_string(findingCount - kept) + " more\n";
-    findingCount = 0;
-    return lines;
-}
-
-std::string guarded(const std::function<void()>& cycle) {
-    findingCount = 0;
+std::string guarded(const std::function<void()>& cycle, SystemCallWatch watch) {
+    used = 0;
+    findings[0] = '\0';
     // the child goes first, so that it starts from the same state
-    if (systemCallWatch() == SystemCallWatch::kSeccompChild) {
-        const long told = firstCallInChild(cycle);
-        if (told >= 0) note("system call", nullptr, nullptr, told);
-        if (told < kNothing) note("guard", "the child did not report", nullptr);
+    if (watch == SystemCallWatch::kSeccompChild) {
+        const long call = firstCallInChild(cycle);
+        if (call >= 0) tell("system call: %ld\n", call);
+        if (call == kNoReport) tell("guard: the child did not report\n");
     }
+    const bool dispatch = watch == SystemCallWatch::kDispatch && isToBeHad(watch);
+    inCycle = true;
+    if (dispatch) selector = SYSCALL_DISPATCH_FILTER_BLOCK;
     try {
-        const InCycle scope;
         cycle();
     } catch (...) {  // noted where it was thrown
     }
-    return takeFindings();
+    selector = SYSCALL_DISPATCH_FILTER_ALLOW;
+    inCycle = false;
+    return findings;
 }
 
 }  // namespace tarn::test
 
-#define NOTE(kind, name) tarn::test::noteInCycle(kind, name, __builtin_return_address(0))
-
-// A function of the C library, noted and forwarded. Looked up before main(), so that no cycle pays for it;
-// a call that comes even earlier looks it up itself.
-#define FORWARD(kind, result, name, parameters, arguments)                     \
-    extern "C" result name parameters;                                         \
-    static result(*real_##name) parameters;                                    \
-    __attribute__((constructor)) static void resolve_##name() {                \
-        real_##name = tarn::test::next<result parameters>(#name);              \
-    }                                                                          \
-    extern "C" __attribute__((visibility("default"))) result name parameters { \
-        if (!real_##name) resolve_##name();                                    \
-        NOTE(kind, #name);                                                     \
-        return real_##name arguments;                                          \
+// A watched function: noted, then forwarded. This file is built without guards of local statics, which would
+// be watched themselves.
+#define WATCH(kind, result, name, parameters, arguments, target)    \
+    extern "C" result name parameters {                             \
+        static result(*const forward) parameters = target;          \
+        tarn::test::note(kind, #name, __builtin_return_address(0)); \
+        return forward arguments;                                   \
     }
+#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
+#define WATCH_LOCK(name, parameters, arguments) WATCH("lock", int, name, parameters, arguments, NEXT(name))
 
 // clang-format off
-FORWARD("lock", int, pthread_mutex_lock,       (pthread_mutex_t* m) noexcept,                       (m))
-FORWARD("lock", int, pthread_mutex_trylock,    (pthread_mutex_t* m) noexcept,                       (m))
-FORWARD("lock", int, pthread_mutex_timedlock,  (pthread_mutex_t* m, const timespec* t) noexcept,    (m, t))
-FORWARD("lock", int, pthread_rwlock_rdlock,    (pthread_rwlock_t* l) noexcept,                      (l))
-FORWARD("lock", int, pthread_rwlock_wrlock,    (pthread_rwlock_t* l) noexcept,                      (l))
-FORWARD("lock", int, pthread_rwlock_tryrdlock, (pthread_rwlock_t* l) noexcept,                      (l))
-FORWARD("lock", int, pthread_rwlock_trywrlock, (pthread_rwlock_t* l) noexcept,                      (l))
-FORWARD("lock", int, pthread_spin_lock,        (pthread_spinlock_t* l) noexcept,                    (l))
-FORWARD("lock", int, pthread_once,             (pthread_once_t* o, void (*f)()),                    (o, f))
-FORWARD("lock", int, sem_wait,                 (sem_t* s),                                          (s))
-FORWARD("lock", int, sem_trywait,              (sem_t* s) noexcept,                                 (s))
-// clang-format on
+WATCH_LOCK(pthread_mutex_lock,       (pthread_mutex_t* m) noexcept,                    (m))
+WATCH_LOCK(pthread_mutex_trylock,    (pthread_mutex_t* m) noexcept,                    (m))
+WATCH_LOCK(pthread_mutex_timedlock,  (pthread_mutex_t* m, const timespec* t) noexcept, (m, t))
+WATCH_LOCK(pthread_rwlock_rdlock,    (pthread_rwlock_t* l) noexcept,                   (l))
+WATCH_LOCK(pthread_rwlock_wrlock,    (pthread_rwlock_t* l) noexcept,                   (l))
+WATCH_LOCK(pthread_rwlock_tryrdlock, (pthread_rwlock_t* l) noexcept,                   (l))
+WATCH_LOCK(pthread_rwlock_trywrlock, (pthread_rwlock_t* l) noexcept,                   (l))
+WATCH_LOCK(pthread_spin_lock,        (pthread_spinlock_t* l) noexcept,                 (l))
+WATCH_LOCK(pthread_once,             (pthread_once_t* o, void (*f)()),                 (o, f))
+WATCH_LOCK(sem_wait,                 (sem_t* s),                                       (s))
+WATCH_LOCK(sem_trywait,              (sem_t* s) noexcept,                              (s))
 
-// The two of the C++ runtime: first use of a local static, and a throw.
-extern "C" {
-int __cxa_guard_acquire(abi::__guard* state) {
-    static int (*real)(abi::__guard*);  // constant start value: needs no guard of its own
-    if (!real) real = tarn::test::next<int(abi::__guard*)>("__cxa_guard_acquire");
-    NOTE("lock", "__cxa_guard_acquire");
-    return real(state);
-}
+// the two of the C++ runtime: first use of a local static, and a throw
+WATCH_LOCK(__cxa_guard_acquire,      (long long* state),                               (state))
+WATCH("throw", void, __cxa_throw, (void* object, std::type_info* type, void (*destroy)(void*)),
+      (object, type, destroy), NEXT(__cxa_throw))
 
-void __cxa_throw(void* object, std::type_info* type, void (*destroy)(void*)) {
-    static void (*real)(void*, std::type_info*, void (*)(void*));
-    if (!real) real = tarn::test::next<void(void*, std::type_info*, void (*)(void*))>("__cxa_throw");
-    NOTE("throw", "__cxa_throw");
-    real(object, type, destroy);
-    __builtin_unreachable();
-}
-}
-
-#ifndef __SANITIZE_ADDRESS__
-extern "C" {
+#ifdef __SANITIZE_ADDRESS__
+// The sanitizer's allocator is not to be replaced; it tells by hooks. As in the compiler's
+// <sanitizer/allocator_interface.h>, which not every g++ package brings.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, size_t),
+                                                         void (*onFree)(const volatile void*));
+[[maybe_unused]] static const int hooks = __sanitizer_install_malloc_and_free_hooks(
+    [](const volatile void*, size_t) { tarn::test::note("allocation", "malloc", nullptr); },
+    [](const volatile void*) { tarn::test::note("allocation", "free", nullptr); });
+#else
 // The C library's allocator under the names that stay reachable.
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* block, size_t size);
-void* __libc_memalign(size_t alignment, size_t size);
-void __libc_free(void* block);
-
-void* malloc(size_t size) {
-    NOTE("allocation", "malloc");
-    return __libc_malloc(size);
-}
-void* calloc(size_t count, size_t size) {
-    NOTE("allocation", "calloc");
-    return __libc_calloc(count, size);
-}
-void* realloc(void* block, size_t size) {
-    NOTE("allocation", "realloc");
-    return __libc_realloc(block, size);
-}
-void* memalign(size_t alignment, size_t size) {
-    NOTE("allocation", "memalign");
-    return __libc_memalign(alignment, size);
-}
-void* aligned_alloc(size_t alignment, size_t size) {
-    NOTE("allocation", "aligned_alloc");
-    return __libc_memalign(alignment, size);
-}
-int posix_memalign(void** block, size_t alignment, size_t size) {
-    NOTE("allocation", "posix_memalign");
+#define WATCH_ALLOCATION(result, name, target, parameters, arguments) \
+    extern "C" result target parameters;                              \
+    WATCH("allocation", result, name, parameters, arguments, target)
+WATCH_ALLOCATION(void*, malloc,        __libc_malloc,   (size_t size),                   (size))
+WATCH_ALLOCATION(void*, calloc,        __libc_calloc,   (size_t count, size_t size),     (count, size))
+WATCH_ALLOCATION(void*, realloc,       __libc_realloc,  (void* block, size_t size),      (block, size))
+WATCH_ALLOCATION(void*, memalign,      __libc_memalign, (size_t alignment, size_t size), (alignment, size))
+WATCH_ALLOCATION(void*, aligned_alloc, __libc_memalign, (size_t alignment, size_t size), (alignment, size))
+WATCH_ALLOCATION(void,  free,          __libc_free,     (void* block),                   (block))
+static int alignedBlock(void** block, size_t alignment, size_t size) {
     *block = __libc_memalign(alignment, size);
     return *block ? 0 : ENOMEM;
 }
-void free(void* block) {
-    NOTE("allocation", "free");
-    __libc_free(block);
-}
-}
+WATCH("allocation", int, posix_memalign, (void** block, size_t alignment, size_t size), (block, alignment, size),
+      alignedBlock)
 #endif
+// clang-format on

@@ -1,6 +1,7 @@
 // One place to start a test from, and to see what a call left untouched and what it asked of the host.
 #pragma once
 
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -29,14 +30,12 @@ inline void start(int type) {
     forgetCalls();
 }
 
+using Lines = std::vector<std::string>;
+
 // The service calls since the record was emptied: name, then arguments.
-inline std::vector<std::string> calls() {
+inline Lines calls() {
     const auto& record = tarn::host::serviceRecord;
     return {record.line, record.line + record.count};
-}
-
-inline std::string configLine(const std::string& key, const std::string& value) {
-    return "ConfigWriteEntry /usr/local/etc/controller/user.config USER_PARAM " + key + " " + value;
 }
 
 // The bytes of the three blocks at construction.
@@ -61,5 +60,11 @@ class Blocks {
         {reinterpret_cast<const char*>(&how), sizeof how}};
     std::string image_;
 };
+
+// Also infinite as infinite, and no number as no number.
+[[nodiscard]] inline bool near(double got, double want, double tolerance) {
+    if (!std::isfinite(want)) return std::isnan(want) ? std::isnan(got) : got == want;
+    return std::fabs(got - want) <= tolerance;
+}
 
 }  // namespace fixture

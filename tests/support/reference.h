@@ -4,25 +4,24 @@
 
 #include <cstdint>
 #include <string_view>
+#include <vector>
 
 #include "tarnmath/tarnmath.h"
 
 namespace ref {
 
-// Every type code that the tests walk: one below the first, one beyond the last.
-constexpr int kFirstType = -1;
-constexpr int kLastType = 1501;
+// Every type code that the tests walk: the known ones, one below, one beyond, and some far away.
+std::vector<int> types();
 
 struct Arm {
     std::string_view name;
     double sdh[6];      // mm: d1 a2 a3 d4 d5 d6
     double mass[6];     // kg
-    double center[18];  // mm
     double rotor[6];    // kg mm^2
+    double center[18];  // mm
 };
 
-extern const Arm kArms[];
-extern const int kArmCount;
+extern const std::vector<Arm> kArms;
 const Arm& arm(std::string_view name);
 
 // Sets by type; an empty name where there is none.

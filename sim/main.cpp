@@ -83,7 +83,8 @@ void addRunOptions(CLI::App& run, Arguments& arguments) {
         ->check(within(0.0, 10.0))
         ->capture_default_str();
     run.add_option("--pose", arguments.pose, "Start pose, deg")->expected(6)->check(within(-360.0, 360.0));
-    run.add_option("--seconds", arguments.seconds, "Simulated time in place of the scenario's own")
+    run.add_option("--seconds", arguments.seconds,
+                   "Simulated time in place of the scenario's own, where it stands still")
         ->check(within(0.1, 3600.0));
 }
 
@@ -114,9 +115,8 @@ bool runOne(const Scenario& scenario, const Arguments& arguments) {
     run.options = arguments.options;
     const bool terminal = isatty(STDERR_FILENO) == 1;
     if (terminal) {
-        const double total = run.options.seconds.value_or(scenario.seconds);
-        run.progress = [&scenario, total](double seconds) {
-            fmt::print(stderr, "\r{}: {:.1f} of {:g} s", scenario.name, seconds, total);
+        run.progress = [&scenario](double seconds) {
+            fmt::print(stderr, "\r{}: {:.1f} s", scenario.name, seconds);
         };
     }
     play(scenario, run);
@@ -133,6 +133,7 @@ bool runOne(const Scenario& scenario, const Arguments& arguments) {
         fmt::print("  {}  {:<40} {:>11.4g}  at most {:>6.6g} {}\n", v.pass ? "pass" : "FAIL", v.name, v.value,
                    v.limit, v.unit);
     }
+    for (const auto& [name, value] : run.findings) fmt::print("        {:<40} {}\n", name, value);
     fmt::print("{}: {}\n  page {}\n  data {}\n", scenario.name, run.passed() ? "pass" : "FAIL", page.string(),
                data.string());
     return run.passed();

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -51,24 +53,45 @@ static_assert(std::size(kGroups) == kGravityTorque + 1);
 
 std::span<const Group> groups() { return kGroups; }
 
+std::size_t lineCount(const Group& group) {
+    const auto end = std::find(group.lines.begin(), group.lines.end(), nullptr);
+    return static_cast<std::size_t>(end - group.lines.begin());
+}
+
+const char* lastWord(const char* line) {
+    const char* space = std::strrchr(line, ' ');
+    return space == nullptr ? line : space + 1;
+}
+
+std::vector<Group> Recording::allGroups() const {
+    std::vector<Group> all(std::begin(kGroups), std::end(kGroups));
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
 void Recording::add(const Simulation& simulation) {
-    values.resize(groups().size());
+    values.resize(groups().size() + more.size());
     time.push_back(simulation.cycleStart());
-    for (std::size_t g = 0; g < groups().size(); g++) values[g].push_back(kGroups[g].read(simulation));
+    auto column = values.begin();
+    for (const Group& group : kGroups) (column++)->push_back(group.read(simulation));
+    for (const Group& group : more) (column++)->push_back(group.read(simulation));
 }
 
 void writeCsv(const Recording& recording, const std::filesystem::path& file) {
     fmt::memory_buffer text;
     const auto out = std::back_inserter(text);
     fmt::format_to(out, "time_s");
-    for (const Group& group : groups()) {
-        for (int joint = 1; joint <= 6; joint++) fmt::format_to(out, ",{}_{}", group.key, joint);
+    const std::vector<Group> all = recording.allGroups();
+    for (const Group& group : all) {
+        for (std::size_t line = 0; line < lineCount(group); line++)
+            fmt::format_to(out, ",{}_{}", group.key, lastWord(group.lines[line]));
     }
     fmt::format_to(out, "\n");
     for (std::size_t row = 0; row < recording.size(); row++) {
         fmt::format_to(out, "{:.3f}", recording.time[row]);
-        for (const auto& group : recording.values) {
-            for (const double value : group[row]) fmt::format_to(out, ",{:.9g}", value);
+        for (std::size_t g = 0; g < all.size(); g++) {
+            for (std::size_t line = 0; line < lineCount(all[g]); line++)
+                fmt::format_to(out, ",{:.9g}", recording.values[g][row][line]);
         }
         fmt::format_to(out, "\n");
     }

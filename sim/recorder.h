@@ -1,6 +1,7 @@
 // What a run keeps of every cycle, and its file of comma-separated values.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <filesystem>
 #include <span>
@@ -10,24 +11,31 @@
 
 namespace tarn::sim {
 
-// Six values a cycle, one per joint: six columns of the file, named key_1 to key_6, and one plot of the page.
+// Up to six values a cycle: as many columns of the file and lines of one plot of the page.
 struct Group {
     const char* key;
     const char* title;
     const char* unit;
     Joints (*read)(const Simulation&);
+    // by value, behind which there are no more lines; the last word makes the name of the column, key_1
+    std::array<const char*, 6> lines = {"joint 1", "joint 2", "joint 3", "joint 4", "joint 5", "joint 6"};
 };
 
-std::span<const Group> groups();
+std::size_t lineCount(const Group& group);
+const char* lastWord(const char* line);
+
+std::span<const Group> groups();  // of every run
 
 enum GroupIndex : std::size_t { kCommanded, kMeasured, kDrift, kVelocity, kCurrent, kTorque, kGravityTorque };
 
 struct Recording {
     std::vector<double> time;                 // s
     std::vector<std::vector<Joints>> values;  // by group, then by cycle
+    std::vector<Group> more;                  // behind those of every run; told before the first cycle
 
     void add(const Simulation& simulation);
     std::size_t size() const { return time.size(); }
+    std::vector<Group> allGroups() const;
 };
 
 // One heading row, then a row for each cycle. Throws std::runtime_error when the file cannot be written.

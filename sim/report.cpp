@@ -193,8 +193,9 @@ void putPlots(Text& text, const Recording& recording, const std::vector<Row>& ro
         put(text, "<p>The run is long: of every {} cycles each line keeps the lowest and the highest.</p>\n",
             time.bunch());
     }
-    for (std::size_t g = 0; g < groups().size(); g++) {
-        putPlot(text, time, marksOf(rows), groups()[g], recording.values[g]);
+    const std::vector<Group> all = recording.allGroups();
+    for (std::size_t g = 0; g < all.size(); g++) {
+        putPlot(text, time, marksOf(rows), all[g], recording.values[g]);
     }
     put(text, "</div>\n");
 }
@@ -210,6 +211,7 @@ void writeReport(const Scenario& scenario, const Run& run, const std::filesystem
         "<title>{0}</title>\n<style>{1}</style>\n</head>\n<body>\n<h1>{0}</h1>\n<p>{2}</p>\n",
         escaped(scenario.name), kPageStyle, escaped(scenario.sentence));
     putVerdicts(text, run);
+    if (!run.findings.empty()) putPairs(text, "Measured", run.findings);
     const std::vector<Row> rows = rowsInTime(run);
     if (run.recording.size() > 0) {
         putFigure(text, run);

@@ -13,7 +13,7 @@ namespace {
 // Units of the picture. It is stretched to the place it gets; only strokes keep their width, and all text
 // stands beside it.
 constexpr int kColumns = 800, kHeight = 400;
-constexpr std::size_t kLines = 6;
+constexpr std::size_t kMostLines = 6;
 
 // A line may take 50 kB: 2.5 characters a sample over 20 s, more than most need. A run too long for one and
 // a half a sample is bunched.
@@ -150,10 +150,11 @@ std::string PlotTime::codedTimes() const {
 void putPlot(Text& text, const PlotTime& plotTime, const std::vector<TimeMark>& marks, const Group& group,
              const std::vector<Joints>& values) {
     const Axis time{plotTime.low(), plotTime.high()};
-    std::vector<double> lines[kLines];
-    std::size_t missing[kLines] = {};
+    const std::size_t count = lineCount(group);
+    std::vector<double> lines[kMostLines];
+    std::size_t missing[kMostLines] = {};
     double low = HUGE_VAL, high = -HUGE_VAL;
-    for (std::size_t line = 0; line < kLines; line++) {
+    for (std::size_t line = 0; line < count; line++) {
         for (const Joints& row : values) {
             lines[line].push_back(row[line]);
             if (std::isfinite(row[line])) {
@@ -168,15 +169,15 @@ void putPlot(Text& text, const PlotTime& plotTime, const std::vector<TimeMark>& 
 
     put(text, "<section class=\"plot\">\n<h3>{} <small>{}</small></h3>\n<p class=\"legend\">",
         escaped(group.title), escaped(group.unit));
-    for (std::size_t line = 1; line <= kLines; line++) {
-        put(text, "<span class=\"key j{0}\" data-line=\"{0}\">joint {0}</span> ", line);
+    for (std::size_t line = 0; line < count; line++) {
+        put(text, "<span class=\"key j{}\" data-line=\"{}\">{}</span> ", line + 1,
+            lastWord(group.lines[line]), group.lines[line]);
     }
     put(text, "</p>\n");
-    for (std::size_t line = 0; line < kLines; line++) {
+    for (std::size_t line = 0; line < count; line++) {
         if (missing[line] == 0) continue;
-        put(text,
-            "<p class=\"bad\">Joint {}: the line has gaps where a sample is not a number, {} in all.</p>\n",
-            line + 1, missing[line]);
+        put(text, "<p class=\"bad\">Line {}: it has gaps where a sample is not a number, {} in all.</p>\n",
+            group.lines[line], missing[line]);
     }
     put(text, "<div class=\"frame\">\n");
     putWords(text, marks, time);
@@ -186,17 +187,17 @@ void putPlot(Text& text, const PlotTime& plotTime, const std::vector<TimeMark>& 
     });
     put(text,
         "</div>\n<svg viewBox=\"0 0 {} {}\" preserveAspectRatio=\"none\" role=\"img\" "
-        "aria-label=\"{} of six joints over time\">\n<path class=\"grid\" d=\"",
+        "aria-label=\"{} over time\">\n<path class=\"grid\" d=\"",
         kColumns, kHeight, escaped(group.title));
     forTicks(axis, 6, [&](double fraction, double) {
         put(text, "M0,{:.1f}H{}", kHeight * (1.0 - fraction), kColumns);
     });
     put(text, "\"/>\n");
     putMarks(text, marks, time);
-    for (std::size_t line = 0; line < kLines; line++) {
+    for (std::size_t line = 0; line < count; line++) {
         const CodedLine samples = codedWithin(kLineCharacters, plotTime.kept(lines[line]));
-        put(text, "<g class=\"line j{0}\" data-line=\"{0}\" data-quantum=\"{1:.12g}\" data-samples=\"{2}\">",
-            line + 1, samples.quantum, samples.text);
+        put(text, "<g class=\"line j{}\" data-line=\"{}\" data-quantum=\"{:.12g}\" data-samples=\"{}\">",
+            line + 1, lastWord(group.lines[line]), samples.quantum, samples.text);
         putOverview(text, plotTime.samples(), lines[line], time, axis);
         put(text, "</g>\n");
     }

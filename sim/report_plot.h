@@ -1,5 +1,5 @@
-// A plot of the page: six lines over time, readable as it is; the page's script redraws it for a part of the
-// run from the samples that it carries.
+// A plot of the page: up to six lines over time, readable as it is; the page's script redraws it for a part
+// of the run from the samples that it carries.
 #pragma once
 
 #include <vector>

@@ -15,9 +15,12 @@ namespace {
 
 constexpr const Scenario* kScenarios[] = {
     &kHold,
+    &kGuide,
+    &kMove,
 };
 
 constexpr std::size_t kProgressStep = 250;  // cycles
+constexpr Joints kBent = {30.0, -60.0, 80.0, -110.0, -90.0, 30.0};
 
 std::string vectorText(std::span<const double> values) {
     std::string text;
@@ -58,8 +61,11 @@ const Scenario* findScenario(const std::string& name) {
     return nullptr;
 }
 
-Simulation& Run::start(const SimulationOptions& setup) {
+Simulation& Run::start(SimulationOptions setup) {
+    const bool again = simulation != nullptr;
+    if (again) setup.startTime = simulation->time();
     simulation = std::make_unique<Simulation>(setup);
+    if (again) return *simulation;
     const PlantOptions& plant = simulation->plant().options();
     const auto set = [&](const char* name, std::string value) {
         settings.emplace_back(name, std::move(value));
@@ -97,6 +103,10 @@ void Run::atMost(const std::string& name, double value, double limit, const std:
     verdicts.push_back({name, value, limit, unit, value <= limit});
 }
 
+void Run::tell(const std::string& name, double value, const std::string& unit) {
+    findings.emplace_back(name, fmt::format("{:.4g} {}", value, unit));
+}
+
 bool Run::passed() const {
     return !verdicts.empty() &&
            std::all_of(verdicts.begin(), verdicts.end(), [](const Verdict& v) { return v.pass; });
@@ -115,9 +125,18 @@ void play(const Scenario& scenario, Run& run) {
     collectLog(run, timeOf(run));
 }
 
+Joints movingPose(const RunOptions& options) {
+    if (options.pose) return *options.pose;
+    Joints pose = kBent;
+    std::mt19937_64 generator(options.seed);
+    if (options.seed != 0)
+        for (double& angle : pose) angle += uniform(generator, -10.0, 10.0);
+    return pose;
+}
+
 Joints standingPose(const RunOptions& options) {
     if (options.pose) return *options.pose;
-    if (options.seed == 0) return {30.0, -60.0, 80.0, -110.0, -90.0, 30.0};
+    if (options.seed == 0) return kBent;
     std::mt19937_64 generator(options.seed);
     Joints pose;
     for (double& angle : pose) angle = uniform(generator, -170.0, 170.0);

@@ -26,7 +26,7 @@ struct RunOptions {
     double loadError = 0.0;              // kg
     double frictionScale = 1.0;
     std::optional<Joints> pose;     // deg
-    std::optional<double> seconds;  // in place of the scenario's own duration
+    std::optional<double> seconds;  // in place of the scenario's own duration; a motion takes its time
 };
 
 // Passes when the value is at most the limit; a value that is not a number fails.
@@ -66,11 +66,14 @@ struct Run {
     std::vector<Verdict> verdicts;
     std::vector<LogLine> log;
     std::vector<std::pair<std::string, std::string>> settings;
+    std::vector<std::pair<std::string, std::string>> findings;  // worth telling, without a limit
 
-    Simulation& start(const SimulationOptions& setup);
+    // A second start puts another arm in the place of the first; the clock and the recording go on.
+    Simulation& start(SimulationOptions setup);
     void advance(double seconds);
     void mark(const std::string& word);
     void atMost(const std::string& name, double value, double limit, const std::string& unit);
+    void tell(const std::string& name, double value, const std::string& unit);
     bool passed() const;
 };
 
@@ -90,6 +93,10 @@ void play(const Scenario& scenario, Run& run);
 // Where a run stands in a scenario of no motion: the asked pose, a typical bent one, or one drawn from the
 // seed.
 Joints standingPose(const RunOptions& options);
+
+// Where a run starts a motion: the asked pose, or a bent one with room around it, off by up to 10 degrees
+// drawn from the seed.
+Joints movingPose(const RunOptions& options);
 
 SimulationOptions simulationOptions(const RunOptions& options);
 

@@ -76,6 +76,12 @@ void copy(JNTS& to, const Joints& from) {
     to.num = NUM_JNTS;
 }
 
+Joints joints(const JNTS& from) {
+    Joints to;
+    std::copy_n(from.v, to.size(), to.begin());
+    return to;
+}
+
 // Tells the blocks which force sensor sits where, and answers its pose in the flange frame.
 Pose mountSensor(const SimulationOptions& options) {
     mcb.fsCompanyID = options.forceSensor.company;
@@ -102,7 +108,7 @@ PlantOptions switchOn(const SimulationOptions& options) {
     mcb.robotInstallYangle = options.mount.yAngle;
     mcb.robotInstallZangle = options.mount.zAngle;
     mcb.newTeachEnable = 0;
-    mcb.fricCompensationFlag = 1;
+    mcb.fricCompensationFlag = options.frictionCompensation ? 1 : 0;
     mpb.state = TGEN_IDLE;
     mpb.loadWeight = options.load;
     mpb.loadCoord = {options.loadCenter[0], options.loadCenter[1], options.loadCenter[2]};
@@ -184,13 +190,25 @@ Simulation::Simulation(const SimulationOptions& options)
       forceSensor_(options.forceSensor),
       encoderOptions_(encoderOptions(options)),
       drives_(encoderOptions_),
+      cycles_(static_cast<int>(std::lround(options.startTime * 1000.0))),
       commanded_(options.startPose) {
     plant_.reset(options.startPose);
+    copy(mpb.jC, commanded_);
+    newFwdKinematics(&mpb.jC, &mpb.tC);
+    mpb.jointPos = mpb.jC;
+    mpb.goalPos = mpb.tC;
     measure();
     copy(mpb.oldJ6, measured_);
+
+    const std::array<Joints, 6> inertia = plant_.massMatrix(options.startPose);
+    const double frequency = 2.0 * std::numbers::pi * options.positionLoop;  // rad/s
+    for (std::size_t i = 0; i < 6; i++) {
+        loopStiffness_[i] = inertia[i][i] * frequency * frequency;
+        loopDamping_[i] = 2.0 * inertia[i][i] * frequency;
+    }
 }
 
-// Plant to blocks. The commanded pose stays where the arm stood at the start.
+// Plant to blocks. What is commanded is the host's.
 void Simulation::measure() {
     const Joints last = velocity_;
     measured_ = plant_.position();
@@ -211,24 +229,35 @@ void Simulation::measure() {
     copy(mpb.j6, measured_);
     copy(mpb.j6vel, velocity_);
     copy(mpb.j6acc, acceleration);
-    copy(mpb.jC, commanded_);
-    copy(mpb.jCvel, {});
-    copy(mpb.jCacc, {});
-    copy(mpb.jCaccRaw, {});
     newFwdKinematics(&mpb.j6, &mpb.t6);
-    newFwdKinematics(&mpb.jC, &mpb.tC);
     std::copy(current_.begin(), current_.end(), how.currentFeedback);
     std::copy(encoders_.motor.begin(), encoders_.motor.end(), how.enc);
     std::copy(encoders_.output.begin(), encoders_.output.end(), how.HSEnc);
 }
 
+// The drives follow their set-point at once and exactly; with a position loop it is the feed-forward.
+void Simulation::drive() {
+    std::copy(std::begin(how.currentSet), std::end(how.currentSet), currentSet_.begin());
+    current_ = currentSet_;
+    if (options_.positionLoop == 0.0 || mpb.state == TGEN_DRAG) return;
+    constexpr double kRadian = std::numbers::pi / 180.0;
+    for (std::size_t i = 0; i < 6; i++) {
+        const double torque = (loopStiffness_[i] * (commanded_[i] - measured_[i]) +
+                               loopDamping_[i] * (commandedVelocity_[i] - velocity_[i]) * 1000.0) *
+                              kRadian;
+        const double total = currentSet_[i] + plant_.currentOf(torque, static_cast<int>(i));
+        current_[i] = static_cast<std::int16_t>(std::lround(std::clamp(total, -kDriveLimit, kDriveLimit)));
+    }
+}
+
 void Simulation::cycle() {
     measure();
     host::serveRequests();
+    commanded_ = joints(mpb.jC);
+    commandedVelocity_ = joints(mpb.jCvel);
     JNTS q = mpb.j6;
     gravityTorqueControl(&q);
-    // the drives follow their set-point at once and exactly
-    std::copy(std::begin(how.currentSet), std::end(how.currentSet), current_.begin());
+    drive();
     plant_.step(current_);
     cycles_++;
 }

@@ -56,7 +56,17 @@ struct SimulationOptions {
     double velocityCorner = EncoderOptions{}.velocityCorner;          // Hz
     double accelerationCorner = EncoderOptions{}.accelerationCorner;  // Hz
     double stiffnessScale = 1.0;                                      // of the gears
+
+    // Position loops of the drives: critically damped at this frequency (Hz) for the inertia at the start
+    // pose. They stand by in hand guiding. 0: the drives follow their current alone.
+    double positionLoop = 0.0;
+    bool frictionCompensation = true;  // what the library is told
+
+    double startTime = 0.0;  // s, where the clock starts
 };
+
+// Largest current of a drive with a position loop: three times the rated one.
+inline constexpr double kDriveLimit = 3000.0;  // 1/1000 of rated
 
 class Simulation {
   public:
@@ -71,26 +81,33 @@ class Simulation {
     Plant& plant() { return plant_; }  // to put hands and surfaces to it
 
     // What the drives saw at the start of the last cycle and did in it.
-    double cycleStart() const { return (cycles_ - 1) * 0.001; }  // s
-    const Joints& measured() const { return measured_; }         // deg
-    const Joints& velocity() const { return velocity_; }         // deg/ms
-    const Joints& commanded() const { return commanded_; }       // deg
+    double cycleStart() const { return (cycles_ - 1) * 0.001; }             // s
+    const Joints& measured() const { return measured_; }                    // deg
+    const Joints& velocity() const { return velocity_; }                    // deg/ms
+    const Joints& commanded() const { return commanded_; }                  // deg
+    const Joints& commandedVelocity() const { return commandedVelocity_; }  // deg/ms
     const Currents& current() const { return current_; }
+    const Currents& currentSet() const { return currentSet_; }  // of it, what the library asked for
     const EncoderCounts& encoders() const { return encoders_; }
     const SensorWords& sensorWords() const { return sensorWords_; }
 
   private:
     void measure();
+    void drive();
 
     SimulationOptions options_;
     Plant plant_;
     ForceSensor forceSensor_;
     EncoderOptions encoderOptions_;
     DriveState drives_;
+    Joints loopStiffness_{};  // N m/rad
+    Joints loopDamping_{};    // N m s/rad
     int cycles_ = 0;
     Joints measured_{};
     Joints velocity_{};
     Joints commanded_{};
+    Joints commandedVelocity_{};
+    Currents currentSet_{};
     Currents current_{};
     EncoderCounts encoders_;
     SensorWords sensorWords_{};

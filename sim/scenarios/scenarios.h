@@ -6,5 +6,7 @@
 namespace tarn::sim {
 
 extern const Scenario kHold;
+extern const Scenario kGuide;
+extern const Scenario kMove;
 
 }  // namespace tarn::sim

@@ -26,6 +26,8 @@ says() {
 
 expect 0 list
 says hold
+says guide
+says move
 expect 0 --help
 expect 0 run hold --seconds 2 --robot-type 1001 --mount ceiling --load 20 --out "$folder/a"
 says a/hold.html

@@ -1,0 +1,167 @@
+// A hand guides the arm out and back along a curve and lets go in full swing: first against all of the joint
+// friction, then with the share of it that the library compensates in hand guiding. Both times it is the same
+// hand on the same path, from the same pose.
+//
+// The hand is a stiff spring, so that the flange takes nearly the same way both times and the efforts can be
+// compared. What compensation leaves of the friction stops the arm when the hand is gone.
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "sim/hand.h"
+#include "sim/scenarios/scenarios.h"
+#include "sim/vectors.h"
+#include "tarnmotioncontrol/tmcmotioncontroller.h"
+#include "tarnmotioncontrol/tmcmotionparamblock.h"
+#include "tmcforceblock.h"
+
+namespace tarn::sim {
+namespace {
+
+constexpr double kRadius = 0.25;    // m, of the curve
+constexpr double kAngle = 1.2;      // rad of it, 0.3 m: the way out
+constexpr double kStiffness = 3e3;  // N/m
+constexpr double kDamping = 150.0;  // N s/m
+
+// s, in each of the two passes
+constexpr double kSwitchOn = 0.3;
+constexpr double kGrip = 0.5;
+constexpr double kOutAndBack = 6.0;
+constexpr double kGripped = 5.25;
+constexpr double kSwitchOff = 7.7;
+constexpr double kPassEnd = 8.0;
+
+// %: in hand guiding the library compensates 40 % of the friction of the first joints and 50 to 60 % of the
+// others', and nothing of the inertia
+constexpr double kEffortLimit = 60.0;
+constexpr double kBehindLimit = 40.0;    // mm
+constexpr double kCoastLimit = 40.0;     // mm
+constexpr double kRestLimit = 5.0;       // mm/s, at the end
+constexpr double kCurrentLimit = 32767;  // what the command's 16 bits hold
+constexpr double kCommandLimit = 1.001;  // 1/1000 of rated torque: the cut to whole numbers, and rounding
+
+Joints handForce(const Simulation& simulation) {
+    const Vec3& force = simulation.plant().toolWrench().force;
+    return {force[0], force[1], force[2], vector(force).norm()};
+}
+
+const Group kHandForce = {
+    "hand_N", "Force of the hand, base frame", "N", handForce, {"x", "y", "z", "magnitude"}};
+
+// An arc from a point of the base frame (m): about the base, then in.
+std::function<Vec3(double)> outAndBack(const Vec3& from) {
+    const Eigen::Vector3d up = Eigen::Vector3d::UnitZ();
+    Eigen::Vector3d ahead(from[0], from[1], 0.0);
+    ahead = ahead.norm() > 0.1 ? ahead.normalized() : Eigen::Vector3d::UnitX();
+    const Eigen::Vector3d across = up.cross(ahead);
+    return [=](double time) {
+        const double turn = (time - kGrip) / kOutAndBack;
+        const double angle =
+            turn < 0.0 ? 0.0 : kAngle * 0.5 * (1.0 - std::cos(2.0 * std::numbers::pi * turn));
+        return array(vector(from) + kRadius * (std::sin(angle) * across + (std::cos(angle) - 1.0) * ahead));
+    };
+}
+
+struct Pass {
+    Effort effort;
+    double farthest;     // mm, of the flange from its start
+    double behind;       // mm, of the flange from where the hand wants it
+    double coast;        // mm, of the flange after the hand let go
+    double restSpeed;    // mm/s, before hand guiding ends
+    double demand;       // 1/1000 of rated, largest of the plant's gravity and the compensation
+    double offDemand;    // 1/1000 of rated, largest difference of the command
+    double otherStates;  // cycles out of hand guiding while it was asked for
+};
+
+// What the cycle that has just run ought to have commanded, from the plant's own gravity.
+void compareCommand(const Simulation& simulation, Pass& pass) {
+    double friction[6] = {};
+    if (mcb.fricCompensationFlag == 1) frictionCompensation(&mpb.j6vel, friction);
+    const Joints gravity = simulation.plant().gravityTorque(simulation.measured());
+    for (int joint = 0; joint < 6; joint++) {
+        const auto i = static_cast<std::size_t>(joint);
+        const double torque = gravity[i] + friction[i] * static_cast<double>(mpb.friction_Free[i]);
+        const double needed = simulation.plant().currentOf(torque, joint);
+        pass.demand = std::max(pass.demand, std::fabs(needed));
+        pass.offDemand = std::max(pass.offDemand, std::fabs(simulation.currentSet()[i] - needed));
+    }
+}
+
+Pass guide(Run& run, bool compensation) {
+    SimulationOptions setup = simulationOptions(run.options);
+    setup.startPose = movingPose(run.options);
+    setup.frictionCompensation = compensation;
+    Simulation& simulation = run.start(setup);
+    const auto flange = [&] { return vector(simulation.plant().tool().flange.origin); };
+    const Eigen::Vector3d start = flange();
+    const std::function<Vec3(double)> path = outAndBack(array(start));
+    Hand hand(HandSpring{kStiffness, kDamping, path}, {}, kGrip, kGrip + kGripped);
+    simulation.plant().setToolForces({hand.force()});
+    run.mark(compensation ? "start, friction compensated" : "start, friction not compensated");
+
+    Pass pass{};
+    const double begin = simulation.time();
+    const auto until = [&](double time) { return simulation.time() < begin + time - 0.0005; };
+    while (until(kSwitchOn)) run.advance(0.001);
+    tmcDragSwitch(1);
+    Eigen::Vector3d letGo = start;
+    while (until(kSwitchOff)) {
+        run.advance(0.001);
+        if (mpb.state != TGEN_DRAG) pass.otherStates++;
+        compareCommand(simulation, pass);
+        const bool gripped = until(kGrip + kGripped);
+        if (gripped) {
+            letGo = flange();
+            const double behind = (vector(path(simulation.time() - begin)) - letGo).norm();
+            pass.behind = std::max(pass.behind, 1e3 * behind);
+        }
+        pass.farthest = std::max(pass.farthest, 1e3 * (flange() - start).norm());
+        pass.coast = std::max(pass.coast, 1e3 * (flange() - letGo).norm());
+        if (!gripped && run.events.back().word != "lets go") run.mark("lets go");
+    }
+    pass.restSpeed = 1e3 * vector(simulation.plant().tool().velocity).norm();
+    tmcDragSwitch(0);
+    while (until(kPassEnd)) run.advance(0.001);
+    if (mpb.state != TGEN_IDLE) pass.otherStates++;
+    pass.effort = hand.effort();
+    simulation.plant().setToolForces({});  // the hand ends here, the arm is still to be drawn
+    return pass;
+}
+
+// The motion takes its time, whatever is asked.
+void play(Run& run, double) {
+    run.recording.more = {kHandForce};
+    const Pass plain = guide(run, false);
+    const Pass eased = guide(run, true);
+
+    for (const auto& [pass, name] : {std::pair{plain, "without"}, std::pair{eased, "with"}}) {
+        const std::string suffix = std::string(", ") + name + " compensation";
+        run.tell("Mean force of the hand" + suffix, pass.effort.meanForce, "N");
+        run.tell("Peak force of the hand" + suffix, pass.effort.peakForce, "N");
+        run.tell("Work of the hand" + suffix, pass.effort.work, "J");
+        run.tell("Way of the flange" + suffix, pass.farthest, "mm");
+    }
+    run.atMost("Hand's mean force, with over without",
+               100.0 * eased.effort.meanForce / plain.effort.meanForce, kEffortLimit, "%");
+    run.atMost("Flange off the hand's path", std::max(plain.behind, eased.behind), kBehindLimit, "mm");
+    run.atMost("Coasting without compensation", plain.coast, kCoastLimit, "mm");
+    run.atMost("Coasting with compensation", eased.coast, kCoastLimit, "mm");
+    run.atMost("Speed of the flange in the end", std::max(plain.restSpeed, eased.restSpeed), kRestLimit,
+               "mm/s");
+    run.atMost("Largest current asked for", std::max(plain.demand, eased.demand), kCurrentLimit,
+               "1/1000 of rated");
+    run.atMost("Command off gravity and compensation", std::max(plain.offDemand, eased.offDemand),
+               kCommandLimit, "1/1000 of rated");
+    run.atMost("Cycles in a wrong state", plain.otherStates + eased.otherStates, 0.0, "");
+}
+
+}  // namespace
+
+const Scenario kGuide = {
+    "guide",
+    "A hand guides the arm along a curve, without and with compensation of friction, and lets go.",
+    2.0 * kPassEnd,
+    play,
+};
+
+}  // namespace tarn::sim

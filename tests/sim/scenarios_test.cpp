@@ -1,0 +1,186 @@
+// The arm in motion: guided by a hand, and moved by the planner on drives with position loops.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "sim/hand.h"
+#include "sim/report.h"
+#include "sim/scenario.h"
+#include "tarnhal/thalintf.h"
+#include "tarnmotioncontrol/tmcmotioncontroller.h"
+#include "tarnmotioncontrol/tmcmotionparamblock.h"
+
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"  // options left out have defaults
+
+using namespace tarn::sim;
+
+namespace {
+
+Run runOf(const std::string& name, const RunOptions& options) {
+    Run run;
+    run.options = options;
+    play(*findScenario(name), run);
+    return run;
+}
+
+// The verdicts that fail, with their numbers.
+std::string failures(const Run& run) {
+    std::ostringstream text;
+    for (const Verdict& v : run.verdicts)
+        if (!v.pass) text << v.name << " " << v.value << " over " << v.limit << " " << v.unit << "; ";
+    return text.str();
+}
+
+double valueOf(const Run& run, const std::string& name) {
+    for (const Verdict& v : run.verdicts)
+        if (v.name == name) return v.value;
+    ADD_FAILURE() << "no verdict " << name;
+    return NAN;
+}
+
+std::string contents(const std::filesystem::path& file) {
+    std::ostringstream text;
+    text << std::ifstream(file, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+// A second arm took the place of the first half-way: same start, and no step in the clock.
+void expectTwoPasses(const Run& run) {
+    const std::size_t half = run.recording.size() / 2;
+    ASSERT_EQ(2 * half, run.recording.size());
+    EXPECT_EQ(run.recording.values[kMeasured][0], run.recording.values[kMeasured][half]);
+    for (std::size_t k = 0; k < run.recording.size(); k++)
+        ASSERT_NEAR(run.recording.time[k], static_cast<double>(k) * 0.001, 1e-9);
+}
+
+const RunOptions kCases[] = {
+    {},
+    {.robotType = 3, .mount = kMounts[3], .load = 2.0},
+    {.robotType = 301, .seed = 4, .mount = kMounts[1]},
+    {.robotType = 703, .seed = 9, .mount = kMounts[2], .load = 1.0},
+};
+
+}  // namespace
+
+TEST(Guide, CompensationEasesTheHand) {
+    for (const RunOptions& options : kCases) {
+        const auto run = runOf("guide", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        expectTwoPasses(run);
+
+        // the hand's mean force from what was recorded of it
+        const std::vector<Joints>& force = run.recording.values.back();
+        double mean[2] = {};
+        for (std::size_t k = 0; k < force.size(); k++) {
+            const double magnitude = std::hypot(force[k][0], force[k][1], force[k][2]);
+            ASSERT_NEAR(magnitude, force[k][3], 1e-9);
+            mean[k < force.size() / 2 ? 0 : 1] += magnitude;
+        }
+        EXPECT_NEAR(valueOf(run, "Hand's mean force, with over without"), 100.0 * mean[1] / mean[0], 0.1);
+        EXPECT_GT(mean[1], 0.0);
+    }
+}
+
+TEST(Guide, FailsWhereThereIsLessFrictionThanCompensated) {
+    const auto run = runOf("guide", {.frictionScale = 0.3});
+    EXPECT_NE(failures(run).find("Coasting with compensation"), std::string::npos) << failures(run);
+}
+
+TEST(Guide, FailsWithALoadThatNobodyTold) {
+    const auto run = runOf("guide", {.load = 1.0, .loadError = 2.0});
+    EXPECT_NE(failures(run).find("Command off"), std::string::npos) << failures(run);
+    EXPECT_NE(failures(run).find("Hand's mean force"), std::string::npos) << failures(run);
+}
+
+TEST(Guide, ShowsTheHandAsFourLines) {
+    const auto run = runOf("guide", {});
+    const auto folder = std::filesystem::path(testing::TempDir()) / "tarnsim_guide";
+    std::filesystem::create_directories(folder);
+    writeCsv(run.recording, folder / "data.csv");
+    writeReport(*findScenario("guide"), run, folder / "page.html");
+
+    std::istringstream data(contents(folder / "data.csv"));
+    std::string heading, row;
+    std::getline(data, heading);
+    EXPECT_TRUE(heading.ends_with(",gravity_Nm_6,hand_N_x,hand_N_y,hand_N_z,hand_N_magnitude")) << heading;
+    for (std::getline(data, row); std::getline(data, row);)
+        ASSERT_EQ(std::count(row.begin(), row.end(), ','), std::count(heading.begin(), heading.end(), ','));
+    const std::string page = contents(folder / "page.html");
+    const std::size_t plot = page.find("Force of the hand, base frame");
+    ASSERT_NE(plot, std::string::npos);
+    EXPECT_NE(page.find(">magnitude</span>", plot), std::string::npos);
+    EXPECT_EQ(page.find("joint", plot), std::string::npos);
+    for (const auto& [name, value] : run.findings) EXPECT_NE(page.find(value), std::string::npos) << name;
+    std::filesystem::remove_all(folder);
+}
+
+TEST(Move, DrivesFollowThePlanner) {
+    for (const RunOptions& options : kCases) {
+        const auto run = runOf("move", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        expectTwoPasses(run);
+
+        // each joint went somewhere and rests in the end
+        const std::vector<Joints>& angle = run.recording.values[kMeasured];
+        for (std::size_t i = 0; i < 6; i++) {
+            double most = 0.0;
+            for (const Joints& row : angle) most = std::max(most, std::fabs(row[i] - angle[0][i]));
+            EXPECT_GT(most, 15.0) << "joint " << i + 1;
+            EXPECT_NEAR(run.recording.values[kVelocity].back()[i], 0.0, 0.05) << "joint " << i + 1;
+        }
+    }
+}
+
+TEST(Move, FailsWithFeedForwardOfFrictionThatIsNotThere) {
+    const auto run = runOf("move", {.frictionScale = 0.0});
+    EXPECT_NE(failures(run).find("Tracking error, with over without"), std::string::npos) << failures(run);
+}
+
+// In hand guiding the drives follow their currents alone, and leaving it does not pull the arm back.
+TEST(PositionLoop, StandsByInHandGuiding) {
+    Simulation simulation({.startPose = {30.0, -60.0, 80.0, -110.0, -90.0, 30.0}, .positionLoop = 15.0});
+    Hand hand(HandWrench{[](double) { return Wrench{{0.0, 40.0, 0.0}, {}}; }}, {}, 0.1, 0.4);
+    simulation.plant().setToolForces({hand.force()});
+    const auto stretch = [&](int cycles) {
+        int most = 0;
+        for (; cycles > 0; cycles--) {
+            simulation.cycle();
+            for (std::size_t i = 0; i < 6; i++)
+                most = std::max(most, std::abs(simulation.current()[i] - simulation.currentSet()[i]));
+        }
+        return most;
+    };
+    tmcDragSwitch(1);
+    EXPECT_EQ(stretch(2500), 0);
+    EXPECT_EQ(mpb.state, TGEN_DRAG);
+    const Joints guided = simulation.measured();
+    EXPECT_GT(std::fabs(guided[0] - simulation.options().startPose[0]), 1.0);
+    tmcDragSwitch(0);
+    EXPECT_LE(stretch(500), 2);
+    for (std::size_t i = 0; i < 6; i++) EXPECT_NEAR(simulation.measured()[i], guided[i], 0.01);
+    // and a push is held off
+    Hand push(HandWrench{[](double) { return Wrench{{0.0, 40.0, 0.0}, {}}; }});
+    simulation.plant().setToolForces({push.force()});
+    EXPECT_GT(stretch(500), 10);
+    const Currents total = simulation.current();
+    simulation.cycle();
+    EXPECT_TRUE(std::equal(total.begin(), total.end(), how.currentFeedback));
+    for (std::size_t i = 0; i < 6; i++) EXPECT_NEAR(simulation.measured()[i], guided[i], 0.2);
+}
+
+// The blocks and the library's state are the process's own: a run must not show in the next.
+TEST(Scenarios, LeaveNothingBehind) {
+    const auto stand = [] {
+        return runOf("hold", {.seed = 7, .load = 3.0, .seconds = 1.0}).recording.values;
+    };
+    const auto first = stand();
+    for (const char* name : {"guide", "move"}) {
+        runOf(name, {.robotType = 401});
+        EXPECT_EQ(first, stand()) << "after " << name;
+    }
+}

@@ -10,6 +10,7 @@
 #include "model/type_table.h"
 #include "tarnhal/thalintf.h"
 #include "tarnhost/defaults.h"
+#include "tarnhost/devices.h"
 #include "tarnhost/motion.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
@@ -201,10 +202,25 @@ Simulation::Simulation(const SimulationOptions& options)
     copy(mpb.oldJ6, measured_);
 
     const std::array<Joints, 6> inertia = plant_.massMatrix(options.startPose);
+    identify(inertia);
     const double frequency = 2.0 * std::numbers::pi * options.positionLoop;  // rad/s
     for (std::size_t i = 0; i < 6; i++) {
         loopStiffness_[i] = inertia[i][i] * frequency * frequency;
         loopDamping_[i] = 2.0 * inertia[i][i] * frequency;
+    }
+}
+
+// What the drives find out about their joints by themselves, in the start pose: gear stiffness, inertia of
+// the driven link, inertia of the motor before the gear.
+void Simulation::identify(const std::array<Joints, 6>& inertia) {
+    constexpr double kDegPerRad = 180.0 / std::numbers::pi, kKgMm2 = 1e6;  // per kg m^2
+    for (std::size_t i = 0; i < 6; i++) {
+        const double rotor = plant_.options().set.inparaIj[i];  // kg mm^2, seen at the joint
+        const double gear = plant_.options().gearRatio[i];
+        host::drives.rigidity[i] = static_cast<std::int32_t>(encoderOptions_.stiffness[i] * kDegPerRad);
+        host::drives.rodInertia[i] = static_cast<std::int32_t>(inertia[i][i] * kKgMm2 - rotor);
+        host::drives.motorInertia[i] = static_cast<std::int32_t>(rotor / (gear * gear));
+        host::drives.identification[i] = host::drives.rigidity[i];
     }
 }
 

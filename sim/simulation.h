@@ -93,6 +93,7 @@ class Simulation {
 
   private:
     void measure();
+    void identify(const std::array<Joints, 6>& inertia);
     void drive();
 
     SimulationOptions options_;

@@ -534,3 +534,17 @@ TEST(Loop, HoldsOnTheDrivesOwnStateAndRepeatsBitByBit) {
     EXPECT_NEAR(mean * 11.2 / 4096 * 9.8, -9.8 * 3.0 * flangeAt(kBent).linear()(2, 2), 0.1);
     EXPECT_EQ(mpb.posSensorCtl.posSensorInEnd.p.z, 40.0);
 }
+
+TEST(Loop, DrivesIdentifyTheArmTheyMove) {
+    SimulationOptions options;
+    options.robotType = 101;
+    options.startPose = {0.0, -90.0, 0.0, 0.0, 0.0, 0.0};  // upright: joint 1 turns little but its rotor
+    Simulation simulation(options);
+    int32_t rigidity, link, motor;
+    ASSERT_EQ(zvHalGetSingleJointIdentify(2, &rigidity, &link, &motor), 0);
+    const auto inertia = simulation.plant().massMatrix(options.startPose);
+    EXPECT_NEAR(motor * 1e4 + link, inertia[1][1] * 1e6, 1e4)
+        << "the rotor behind a gear of 100, and the link";
+    EXPECT_GT(link, 1000000);    // kg mm^2 of an arm stretched 0.8 m from joint 2
+    EXPECT_GT(rigidity, 10000);  // N m/rad
+}

@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <cstring>
 #include <typeinfo>
+#include <utility>
 
 // The watched functions below replace the C library's: the program's own definitions come first in the
 // search order of the dynamic linker, for the program as for every shared object that it loads.
@@ -152,8 +153,6 @@ std::string systemCallWatchRefusal() {
 }
 
 std::string guarded(const std::function<void()>& cycle, SystemCallWatch watch) {
-    used = 0;
-    findings[0] = '\0';
     // the child goes first, so that it starts from the same state
     if (watch == SystemCallWatch::kSeccompChild) {
         const long call = firstCallInChild(cycle);
@@ -169,7 +168,7 @@ std::string guarded(const std::function<void()>& cycle, SystemCallWatch watch) {
     }
     selector = SYSCALL_DISPATCH_FILTER_ALLOW;
     inCycle = false;
-    return findings;
+    return {findings, std::exchange(used, 0)};
 }
 
 }  // namespace tarn::test

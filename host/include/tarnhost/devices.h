@@ -30,10 +30,10 @@ struct Drives {
     std::int32_t varGain[6];          // told: loop gain, thousandths of the nominal
     std::uint16_t identifyEnable[6];  // told: identification on, by joint
     std::uint16_t identifyType;       // told: what is identified
-    std::int32_t rigidity[6];         // answer: stiffness, drive units
-    std::int32_t rodInertia[6];       // answer: inertia of the driven link, drive units
-    std::int32_t motorInertia[6];     // answer: inertia of the motor, drive units
-    std::int32_t identification[6];   // answer: running value, drive units
+    std::int32_t rigidity[6];         // answer: stiffness of the gear, N m/rad
+    std::int32_t rodInertia[6];       // answer: inertia of the driven link, kg mm^2
+    std::int32_t motorInertia[6];     // answer: inertia of the motor before the gear, kg mm^2
+    std::int32_t identification[6];   // answer: running value of what is identified
 };
 
 extern SafetyBoard safetyBoard;

@@ -144,7 +144,7 @@ TEST(Kinematics, InverseComesBackToTheJointsOfAnyPose) {
     for (const int type : {1, 3, 101, 201, 401, 701}) {
         std::mt19937_64 engine(13);
         std::uniform_real_distribution<double> angle(-180.0, 180.0);
-        const int poses = type == 701 ? 2000 : 100000;  // the offset shape is searched
+        const int poses = type == 701 ? 20000 : 100000;  // the offset shape is searched
         int other = 0;
         double worst = 0.0;
         for (int n = 0; n < poses; n++) {
@@ -164,7 +164,7 @@ TEST(Kinematics, InverseComesBackToTheJointsOfAnyPose) {
         }
         EXPECT_LT(worst, 1e-9) << type;
         // two branches that all but touch, on the searched shape
-        EXPECT_LE(other, type == 701 ? 4 : 0) << type;
+        EXPECT_LE(other, type == 701 ? 20 : 0) << type;
     }
 }
 

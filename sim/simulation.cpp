@@ -8,6 +8,7 @@
 
 #include "model/arm_shape.h"
 #include "model/type_table.h"
+#include "support/to_integer.h"
 #include "tarnhal/thalintf.h"
 #include "tarnhost/defaults.h"
 #include "tarnhost/devices.h"
@@ -217,9 +218,9 @@ void Simulation::identify(const std::array<Joints, 6>& inertia) {
     for (std::size_t i = 0; i < 6; i++) {
         const double rotor = plant_.options().set.inparaIj[i];  // kg mm^2, seen at the joint
         const double gear = plant_.options().gearRatio[i];
-        host::drives.rigidity[i] = static_cast<std::int32_t>(encoderOptions_.stiffness[i] * kDegPerRad);
-        host::drives.rodInertia[i] = static_cast<std::int32_t>(inertia[i][i] * kKgMm2 - rotor);
-        host::drives.motorInertia[i] = static_cast<std::int32_t>(rotor / (gear * gear));
+        host::drives.rigidity[i] = toInt(encoderOptions_.stiffness[i] * kDegPerRad);
+        host::drives.rodInertia[i] = toInt(inertia[i][i] * kKgMm2 - rotor);
+        host::drives.motorInertia[i] = toInt(rotor / (gear * gear));
         host::drives.identification[i] = host::drives.rigidity[i];
     }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 namespace tarn::host {
@@ -281,7 +282,7 @@ JointSolutions solveOffset(const Lengths& l, const TRSF& pose, double reference,
 // The solution with the smallest way from the reference, and that of its joint that has most to go.
 const JointSolution* nearest(const JointSolutions& all, const double reference[6], double* largest) {
     const JointSolution* best = nullptr;
-    double shortest = 0.0;
+    double shortest = std::numeric_limits<double>::infinity();
     for (int k = 0; k < all.count; k++) {
         double way = 0.0, joint = 0.0;
         for (int i = 0; i < 6; i++) {
@@ -289,7 +290,7 @@ const JointSolution* nearest(const JointSolutions& all, const double reference[6
             way += step * step;
             joint = std::max(joint, std::fabs(step));
         }
-        if (best != nullptr && !(way < shortest)) continue;
+        if (!(way < shortest)) continue;
         best = &all.solution[k];
         shortest = way;
         *largest = joint;

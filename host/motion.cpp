@@ -7,6 +7,7 @@
 #include "planned_move.h"
 #include "record_call.h"
 #include "reset_motion.h"
+#include "support/to_integer.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 
@@ -92,9 +93,11 @@ void enter(int state) {
     if (state == TGEN_IDLE) setGoal();
 }
 
+// Whether the arm is where the offered move was planned from: an end-force drag may have moved it since.
+bool startsHere() { return std::equal(planned.from, planned.from + NUM_JNTS, mpb.jC.v); }
+
 void begin() {
     running = planned;
-    offered.store(false, std::memory_order_release);
     wish = Wish::Run;
     mpb.interMode = running.interMode;
     mpb.currentLine = running.line;
@@ -106,8 +109,8 @@ void run() {
     SetPoint setPoint;
     const Progress progress = advance(running, wish == Wish::Run ? 1.0 : 0.0, &setPoint);
     if (progress != Progress::Lost) command(setPoint);
-    mpb.ci.c = static_cast<int>(std::lround(running.time / SM_SAMPLING_TIME));
-    mpb.ci.sigma = static_cast<int>(std::lround(duration(running.profile) / SM_SAMPLING_TIME));
+    mpb.ci.c = toInt(std::round(running.time / SM_SAMPLING_TIME));
+    mpb.ci.sigma = toInt(std::round(duration(running.profile) / SM_SAMPLING_TIME));
     if (progress == Progress::Arrived || progress == Progress::Lost) enter(TGEN_IDLE);
     if (progress == Progress::Standing) enter(wish == Wish::Pause ? TGEN_PAUSE : TGEN_IDLE);
 }
@@ -124,7 +127,8 @@ void serveState(unsigned asked) {
                 wish = Wish::Stop;
             } else if ((asked & bit(ENTER_PAUSE_STATE)) && wish == Wish::Run) {
                 wish = Wish::Pause;
-            } else if ((asked & bit(LEAVE_PAUSE_STATE)) && wish == Wish::Pause) {
+            } else if ((asked & bit(LEAVE_PAUSE_STATE)) && !(asked & bit(ENTER_PAUSE_STATE)) &&
+                       wish == Wish::Pause) {
                 wish = Wish::Run;
             }
             break;
@@ -145,12 +149,20 @@ void serveState(unsigned asked) {
             if (asked & kEnterDrag) {
                 enter(TGEN_DRAG);
             } else if ((asked & bit(SERVICE_NEXT_REQUEST)) && mcb.jogControl.jogCycleFlag == 0 &&
-                       offered.load(std::memory_order_acquire)) {
+                       offered.load(std::memory_order_acquire) && startsHere()) {
                 begin();
                 if (asked & bit(ENTER_PAUSE_STATE)) wish = Wish::Pause;
             }
             break;
     }
+}
+
+void endJog() {
+    for (int i = 0; i < NUM_JNTS; i++) {
+        jog.speed[i].store(0.0);
+        jog.ramp[i] = {};
+    }
+    mcb.jogControl = {};
 }
 
 // Jogging moves the commanded joints at idle; anything else ends it.
@@ -174,7 +186,8 @@ void runJog(bool stop) {
     enter(TGEN_IDLE);
 }
 
-bool atRestAndIdle() { return mpb.state == TGEN_IDLE && mcb.jogControl.jogCycleFlag == 0 && !offered.load(); }
+// The offer comes first: the cycle takes it back only after it has changed the state.
+bool atRestAndIdle() { return !offered.load() && mpb.state == TGEN_IDLE && mcb.jogControl.jogCycleFlag == 0; }
 
 bool offer(bool isPlanned) {
     if (!isPlanned) return false;
@@ -203,7 +216,7 @@ bool startLineMove(const TRSF& flangeGoal, double mmPerSecond, int line) {
 }
 
 bool startJog(int joint, double degPerSecond) {
-    if (joint < 0 || joint >= NUM_JNTS || mpb.state != TGEN_IDLE || offered.load()) return false;
+    if (joint < 0 || joint >= NUM_JNTS || offered.load() || mpb.state != TGEN_IDLE) return false;
     if (!(std::fabs(degPerSecond) <= mpb.limitsJnt.maxVel.v[joint])) return false;
     jog.speed[joint].store(degPerSecond);
     mcb.jogControl.modeCTL = 1;
@@ -217,10 +230,11 @@ void serveRequests() {
     const unsigned asked = pending.exchange(0);
     if (asked & kStop) offered.store(false);  // a stop wins over a start
     serveState(asked);
+    if (asked & bit(SERVICE_NEXT_REQUEST)) offered.store(false);  // begun, or out of place
     if (mpb.state == TGEN_SERVICE) run();
-    if (mpb.state == TGEN_IDLE) runJog((asked & kStop) != 0);
+    if (mpb.state == TGEN_IDLE) runJog((asked & (kStop | bit(ENTER_PAUSE_STATE))) != 0);
     if (mpb.state == TGEN_DRAG) {
-        mcb.jogControl = {};
+        endJog();
         followMeasured();
     }
 
@@ -237,10 +251,7 @@ void resetMotion() {
     offered = false;
     running = {};
     wish = Wish::Run;
-    for (int i = 0; i < NUM_JNTS; i++) {
-        jog.speed[i] = 0.0;
-        jog.ramp[i] = {};
-    }
+    endJog();
     motionRecord = {};
 }
 

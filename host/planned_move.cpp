@@ -15,16 +15,31 @@ constexpr double kRadian = std::numbers::pi / 180.0;
 
 // From rest to the full speed of a line.
 constexpr double kLineSpeedUp = 0.25;  // s
-// A line is looked at in this many places before it is planned.
-constexpr int kLooks = 200;
-// Between two of them, or from cycle to cycle, a joint that moves further has changed its branch.
-constexpr double kLeap = 15.0;         // deg
+// A shorter way is planned as if it were as long: speeds along it would mean nothing.
+constexpr double kLeastWay = 1e-6;  // mm, or deg
+// What a goal's columns may be off a rotation.
+constexpr double kNoRotation = 1e-5;
+// A line is looked at in places before it is planned. Shares of its way from one to the next:
+constexpr double kMostLook = 1.0 / 200.0;
+constexpr double kFirstLook = kMostLook / 64.0;
+constexpr double kLeastLook = kMostLook / 8192.0;
+// There no joint may be farther from what is expected of it.
+constexpr double kUnexpected = 0.1;  // deg
+// A line that the joints would slow down below this share of its speed is too near a singularity.
+constexpr double kSlowest = 0.02;
+// A joint that moves further from cycle to cycle has changed its branch.
 constexpr double kLeapInACycle = 2.0;  // deg
 
 double jointSpeedLimit(int joint) { return mpb.limitsJnt.maxVel.v[joint]; }
 
 bool allFinite(const double* values, int count) {
     return std::all_of(values, values + count, [](double v) { return std::isfinite(v); });
+}
+
+bool hasLimits() {
+    for (int i = 0; i < 6; i++)
+        if (!(jointSpeedLimit(i) > 0.0 && mpb.defaultJointAccel.v[i] > 0.0)) return false;
+    return true;
 }
 
 void start(PlannedMove* move, const double from[6]) {
@@ -60,25 +75,37 @@ bool leaps(const double a[6], const double b[6], double most) {
     return false;
 }
 
+// The joints at a share of a line.
+struct Look {
+    double share;
+    double q[6];
+};
+
 // Follows the line in thought and slows it down where a joint would pass its limits: with q(s) the joints
-// along the way, q' s' is the joint's velocity and q' s'' + q'' s'^2 its acceleration. False: it cannot be
-// followed.
+// along the way, q' s' is the joint's velocity and q' s'' + q'' s'^2 its acceleration. Where the joints bend
+// away from what the last two looks let expect, as near a singularity, the looks come closer. False: it
+// cannot be followed.
 bool fitToJoints(PlannedMove* move) {
-    constexpr double step = 1.0 / kLooks;
-    double q[3][6];
-    std::copy_n(move->from, 6, q[0]);
     MotionLimits& limits = move->limits;
-    for (int k = 1; k <= kLooks; k++) {
-        double* now = q[std::min(k, 2)];
-        if (k > 2) std::copy_n(&q[1][0], 12, &q[0][0]);
-        const double* last = q[std::min(k, 2) - 1];
-        double reference[6];
-        for (int i = 0; i < 6; i++) reference[i] = k < 2 ? last[i] : 2.0 * last[i] - q[0][i];
-        if (inverseFlangePose(mcb.robotType, lineAt(*move, k * step), reference, now) != 0) return false;
-        if (leaps(now, last, kLeap)) return false;
+    Look before = {}, last = {}, now = {};
+    if (inverseFlangePose(mcb.robotType, move->start, move->from, last.q) != 0) return false;
+    double step = kFirstLook;
+    while (last.share < 1.0) {
+        now.share = std::min(1.0, last.share + step);
+        const double ahead = now.share - last.share, behind = last.share - before.share;
+        double expected[6];
+        for (int i = 0; i < 6; i++)
+            expected[i] = behind > 0.0 ? last.q[i] + (last.q[i] - before.q[i]) * ahead / behind : last.q[i];
+        if (inverseFlangePose(mcb.robotType, lineAt(*move, now.share), expected, now.q) != 0) return false;
+        if (leaps(now.q, expected, kUnexpected)) {
+            step *= 0.5;
+            if (step < kLeastLook) return false;
+            continue;
+        }
         for (int i = 0; i < 6; i++) {
-            const double slope = std::fabs(now[i] - last[i]) / step;
-            const double bend = k < 2 ? 0.0 : std::fabs(now[i] - 2.0 * last[i] + q[0][i]) / (step * step);
+            const double slope = std::fabs(now.q[i] - last.q[i]) / ahead;
+            const double bend =
+                behind > 0.0 ? 2.0 * std::fabs(now.q[i] - expected[i]) / (ahead * (ahead + behind)) : 0.0;
             const double speed = jointSpeedLimit(i), acceleration = mpb.defaultJointAccel.v[i];
             if (slope > 0.0) {
                 limits.velocity = std::min(limits.velocity, speed / slope);
@@ -87,6 +114,9 @@ bool fitToJoints(PlannedMove* move) {
             if (bend > 0.0)
                 limits.velocity = std::min(limits.velocity, std::sqrt(acceleration / (2.0 * bend)));
         }
+        before = last;
+        last = now;
+        step = std::min(2.0 * step, kMostLook);
     }
     return true;
 }
@@ -94,14 +124,15 @@ bool fitToJoints(PlannedMove* move) {
 }  // namespace
 
 bool planJointMove(PlannedMove* move, const double from[6], const double goal[6], double speed) {
-    if (!allFinite(from, 6) || !allFinite(goal, 6) || !(speed > 0.0 && speed <= 1.0)) return false;
+    if (!allFinite(from, 6) || !allFinite(goal, 6) || !(speed > 0.0 && speed <= 1.0) || !hasLimits())
+        return false;
     PlannedMove plan = {};
     plan.interMode = JOINT;
     plan.limits = {1e3, 1e4, 1e5};  // of no way at all
     for (int i = 0; i < 6; i++) {
         plan.from[i] = from[i];
-        plan.way[i] = goal[i] - from[i];
-        const double way = std::fabs(plan.way[i]);
+        plan.goal[i] = goal[i];
+        const double way = std::fabs(goal[i] - from[i]);
         if (way == 0.0) continue;
         const double acceleration = mpb.defaultJointAccel.v[i];
         plan.limits.velocity = std::min(plan.limits.velocity, speed * jointSpeedLimit(i) / way);
@@ -115,7 +146,8 @@ bool planJointMove(PlannedMove* move, const double from[6], const double goal[6]
 }
 
 bool planLineMove(PlannedMove* move, const double from[6], const TRSF& goal, double speed) {
-    if (!allFinite(from, 6) || !allFinite(&goal.n.x, 12) || !(speed > 0.0 && speed <= mpb.limitsGoto.maxVel))
+    if (!allFinite(from, 6) || !allFinite(&goal.n.x, 12) ||
+        !(speed > 0.0 && speed <= mpb.limitsGoto.maxVel) || !hasLimits())
         return false;
     PlannedMove plan = {};
     plan.interMode = CARTESIANLIN;
@@ -137,11 +169,14 @@ bool planLineMove(PlannedMove* move, const double from[6], const TRSF& goal, dou
     plan.turn = normVect(&rotation);
     if (plan.turn > 0.0) scaleVect(&plan.turnAxis, &rotation, 1.0 / plan.turn);
 
-    const double way = std::max(normVect(&plan.shift), plan.turn / kRadian);
-    if (way == 0.0) return false;
-    const double pathSpeed = speed / way;
+    const TRSF end = lineAt(plan, 1.0);
+    for (int k = 0; k < 9; k++)
+        if (!(std::fabs((&end.n.x)[k] - (&goal.n.x)[k]) <= kNoRotation)) return false;
+
+    const double way = std::max({normVect(&plan.shift), plan.turn / kRadian, kLeastWay});
+    const double pathSpeed = std::min(speed / way, 1e3);
     plan.limits = {pathSpeed, mpb.limitsGoto.maxVel / kLineSpeedUp / way, 0.0};
-    if (!fitToJoints(&plan)) return false;
+    if (!fitToJoints(&plan) || plan.limits.velocity < kSlowest * pathSpeed) return false;
     plan.limits.jerk = plan.limits.acceleration / kJerkTime;
     start(&plan, from);
     *move = plan;
@@ -160,9 +195,10 @@ Progress advance(PlannedMove& move, double rate, SetPoint* setPoint) {
         const double acceleration =
             s.acceleration * move.ramp.rate * move.ramp.rate + s.velocity * move.ramp.slope;
         for (int i = 0; i < 6; i++) {
-            next.position[i] = move.from[i] + move.way[i] * s.position;
-            next.velocity[i] = move.way[i] * velocity * kCycle;
-            next.acceleration[i] = move.way[i] * acceleration * kCycle * kCycle;
+            const double way = move.goal[i] - move.from[i];
+            next.position[i] = std::lerp(move.from[i], move.goal[i], s.position);  // exact at both ends
+            next.velocity[i] = way * velocity * kCycle;
+            next.acceleration[i] = way * acceleration * kCycle * kCycle;
         }
     } else {
         const double* last = move.joints[0];

@@ -11,7 +11,7 @@ struct PlannedMove {
     int interMode;   // JOINT or CARTESIANLIN
     int line;        // program line that the move came from
     double from[6];  // deg
-    double way[6];   // deg, of a joint move
+    double goal[6];  // deg, of a joint move
     TRSF start;      // E in B, of a line
     VECT shift;      // mm
     VECT turnAxis;   // unit vector in B
@@ -39,7 +39,8 @@ bool planJointMove(PlannedMove* move, const double from[6], const double goal[6]
 
 // Plans a straight line of the flange to a pose in B, mm; speed in mm/s (a turn on the spot takes as many
 // degrees per second). The orientation turns about one axis. False: nothing planned, since a number is out of
-// range, or the arm cannot follow the line: out of reach, through a singularity, or with a leap of a joint.
+// range, or the arm cannot follow the line: out of reach, through or close by a singularity, its ends
+// included.
 bool planLineMove(PlannedMove* move, const double from[6], const TRSF& goal, double speed);
 
 enum class Progress { Moving, Standing, Arrived, Lost };

@@ -174,6 +174,15 @@ bool flushAll() {
     return std::count_if(files.begin(), files.end(), flushFile) == std::ssize(files);
 }
 
+bool flushNow() {
+    try {
+        takeQueued();
+        return flushAll();
+    } catch (const std::exception&) {  // out of memory
+        return false;
+    }
+}
+
 // ---- the two ways of a write
 
 bool writeNow(const std::string& file, std::string_view section, std::string_view key, float value) {
@@ -266,21 +275,14 @@ void beginSettings() {
 }
 
 bool commitSettings() {
-    {
-        const std::lock_guard lock(settingsMutex);
-        if (batchDepth > 0 && --batchDepth > 0) return true;
-    }
-    return flushSettings();
+    const std::lock_guard lock(settingsMutex);
+    if (batchDepth > 0 && --batchDepth > 0) return true;
+    return flushNow();
 }
 
 bool flushSettings() {
-    try {
-        const std::lock_guard lock(settingsMutex);
-        takeQueued();
-        return flushAll();
-    } catch (const std::exception&) {  // out of memory
-        return false;
-    }
+    const std::lock_guard lock(settingsMutex);
+    return flushNow();
 }
 
 void startSettingsWriter(std::chrono::milliseconds period) {

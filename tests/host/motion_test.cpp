@@ -49,8 +49,8 @@ void reach(int state) {
 
 // Largest step of the commanded state, against what the limits allow.
 struct Watch {
-    double speed = 0.0, acceleration = 0.0, jump = 0.0;  // shares of the limits; the last in deg
-    JNTS q = mpb.jC, v = mpb.jCvel;
+    double speed = 0.0, acceleration = 0.0, jerk = 0.0, jump = 0.0;  // shares of the limits; the last in deg
+    JNTS q = mpb.jC, v = mpb.jCvel, a = mpb.jCaccRaw;
 
     void look() {
         for (int i = 0; i < 6; i++) {
@@ -58,7 +58,9 @@ struct Watch {
             speed = std::max(speed, std::fabs(step) * 1e3 / mpb.limitsJnt.maxVel.v[i]);
             acceleration = std::max(acceleration, std::fabs(change) * 1e6 / mpb.defaultJointAccel.v[i]);
             jump = std::max(jump, std::fabs(mpb.jCvel.v[i] - step));  // what is told against what happens
+            jerk = std::max(jerk, std::fabs(change - a.v[i]) * 1e9 * 0.04 / mpb.defaultJointAccel.v[i]);
             v.v[i] = step;
+            a.v[i] = change;
         }
         q = mpb.jC;
     }
@@ -78,6 +80,7 @@ TEST(Motion, RequestsOfOneCycleLeadToTheState) {
         { TGEN_IDLE,    {pause},           TGEN_IDLE,    "pause only out of service" },
         { TGEN_IDLE,    {dragOn},          TGEN_DRAG,    "drag enters from idle" },
         { TGEN_IDLE,    {dragOn, dragOff}, TGEN_IDLE,    "the later switch holds" },
+        { TGEN_IDLE,    {move, dragOn},    TGEN_DRAG,    "drag wins over a start" },
         { TGEN_IDLE,    {move, stop},      TGEN_IDLE,    "stop wins" },
         { TGEN_IDLE,    {move, pause},     TGEN_PAUSE,   "pause wins over a start" },
         { TGEN_SERVICE, {stop},            TGEN_IDLE,    "stop" },
@@ -152,11 +155,14 @@ TEST(Motion, RandomMovesStayWithinTheLimitsThroughPausesAndStops) {
         } while (mpb.state != TGEN_IDLE && --left > 0);
         ASSERT_GT(left, 0) << "never arrives, case " << n;
         EXPECT_EQ(mpb.currentLine, n);
+        EXPECT_EQ(mpb.interMode, line ? CARTESIANLIN : JOINT);
         EXPECT_LE(watch.speed, 1.0 + 1e-6) << "case " << n;
         EXPECT_LE(watch.acceleration, line ? 1.1 : 1.001) << "case " << n;
+        EXPECT_LE(watch.jerk, 1.0) << "case " << n;
         EXPECT_LE(watch.jump, 2e-3) << "case " << n;
         if (stopped) continue;
         EXPECT_EQ(mpb.ci.c >= mpb.ci.sigma, true);
+        for (int i = 0; i < 6 && !line; i++) EXPECT_EQ(mpb.jC.v[i], goal[i]) << "case " << n;
         EXPECT_NEAR(mpb.tC.p.x, wanted.p.x, 1e-6) << "case " << n;
         EXPECT_NEAR(mpb.tC.a.z, wanted.a.z, 1e-9) << "case " << n;
     }
@@ -196,6 +202,7 @@ TEST(Motion, JoggingMovesOneJointAtItsSpeedAndRampsDown) {
     for (int n = 0; n < 1000; n++) {
         serveRequests();
         watch.look();
+        EXPECT_TRUE(n != 20 || (mpb.jCaccRaw.v[2] < mpb.jCacc.v[2] && mpb.jCacc.v[2] < 0.0)) << "smoothed";
     }
     EXPECT_NEAR(mpb.jCvel.v[2], -0.030, 1e-12);
     EXPECT_EQ(mpb.state, TGEN_IDLE);
@@ -230,4 +237,108 @@ TEST(Motion, UnderTheHandTheCommandFollowsTheArm) {
     EXPECT_EQ(mpb.jCvel.v[1], 0.0);  // stands still where it was left, with nowhere else to go
     EXPECT_EQ(mpb.jointPos.v[1], mpb.jC.v[1]);
     EXPECT_EQ(mpb.goalPos.p.z, expected.p.z);
+}
+
+// What else ends a move or a jog leaves nothing behind that a later request would find.
+TEST(Motion, NothingIsLeftOfAMoveOrJogThatWasOvertaken) {
+    for (const auto overtake : {dragOn, pause, stop}) {
+        begin(101, kBent);
+        ASSERT_TRUE(startJog(2, -30.0));
+        cycles(200);
+        overtake();
+        cycles(300);
+        dragOff();
+        cycles(1);
+        EXPECT_EQ(mcb.jogControl.jogCycleFlag, 0);
+        const double stands = mpb.jC.v[2];
+        ASSERT_TRUE(startJog(0, 5.0));
+        cycles(100);
+        EXPECT_EQ(mpb.jC.v[2], stands);
+        EXPECT_GT(mpb.jC.v[0], kBent[0]);
+    }
+
+    begin(101, kBent);
+    move();
+    dragOn();
+    cycles(5);
+    mpb.j6.v[0] = 50.0;
+    cycles(5);
+    dragOff();
+    cycles(1);
+    requestState(SERVICE_NEXT_REQUEST);
+    cycles(50);
+    EXPECT_EQ(mpb.jC.v[0], 50.0);
+    ASSERT_TRUE(startJointMove(kGoal, 0.5));
+    mpb.jC.v[0] += 0.1;  // as end-force drag does in idle
+    cycles(50);
+    EXPECT_EQ(mpb.jC.v[0], 50.1);
+    ASSERT_TRUE(startJointMove(kGoal, 0.5));
+    cycles(300);
+    tmcPause();
+    cycles(5);
+    tmcPause();
+    resume();
+    cycles(600);
+    EXPECT_EQ(mpb.state, TGEN_PAUSE) << "pause wins over a resume also on the way to its stand";
+}
+
+// A line is refused or kept within the limits, however near to a singularity it runs.
+TEST(Motion, LinesNearSingularPosesKeepTheLimits) {
+    std::mt19937_64 random(5);
+    std::uniform_real_distribution<double> within(-1.0, 1.0);
+    int started = 0, refused = 0;
+    for (int n = 0; n < 400; n++) {
+        double pose[6] = {0.0, -60.0, 80.0, -20.0, -80.0, 0.0}, goal[6];
+        const int bent = n % 2 == 0 ? 2 : 4;  // elbow, wrist
+        pose[bent] = n < 8 ? 0.0 : std::pow(10.0, -1.0 + 2.5 * std::fabs(within(random)));
+        begin(101, pose);
+        // where it is small, it is what a line would pass before the speed
+        if (n % 8 < 4) std::fill_n(mpb.defaultJointAccel.v, 6, 200.0);
+        for (int i = 0; i < 6; i++) goal[i] = pose[i] + 15.0 * within(random);
+        TRSF flange = mpb.tC;
+        if (n % 4 < 2) flangePose(mcb.robotType, goal, &flange);
+        flange.p.x += 100.0 * within(random);
+        flange.p.z += 100.0 * within(random);
+        const bool planned = startLineMove(flange, 10.0 + 400.0 * std::fabs(within(random)));
+        EXPECT_FALSE(planned && n < 8);
+        (planned ? started : refused)++;
+        Watch watch;
+        int left = 30000;
+        for (; planned && left > 0 && (mpb.state != TGEN_IDLE || left == 30000); left--) {
+            serveRequests();
+            watch.look();
+        }
+        EXPECT_LE(watch.speed, 1.01) << n;
+        EXPECT_LE(watch.acceleration, 1.1) << n;
+        if (planned && left > 0) {
+            EXPECT_NEAR(mpb.tC.p.x, flange.p.x, 1e-6) << n;
+        }
+    }
+    EXPECT_GT(started, 100);
+    EXPECT_GT(refused, 50);
+}
+
+TEST(Motion, GoalsOfNoWayArriveAndGoalsOfNoSenseAreRefused) {
+    begin(101, kBent);
+    for (const double way : {0.0, 1e-9, 1e-3}) {
+        TRSF goal = mpb.tC;
+        goal.p.x += way;
+        ASSERT_TRUE(startLineMove(goal, 50.0)) << way;
+        cycles(400);
+        EXPECT_EQ(mpb.state, TGEN_IDLE) << way;
+        EXPECT_NEAR(mpb.tC.p.x, goal.p.x, 1e-9);
+    }
+    TRSF noRotation = mpb.tC;
+    noRotation.n = {};
+    EXPECT_FALSE(startLineMove(noRotation, 50.0));
+    const double stretched[6] = {0.0, -60.0, 0.0, -20.0, -80.0, 0.0};
+    begin(701, stretched);
+    TRSF near = mpb.tC;
+    near.p.x -= 10.0;
+    near.p.z -= 20.0;
+    EXPECT_FALSE(startLineMove(near, 50.0));
+    begin(101, kBent);
+    mpb.limitsJnt.maxVel.v[1] = std::nan("");
+    EXPECT_FALSE(startJointMove(kGoal, 0.5));
+    EXPECT_FALSE(startJog(1, 0.5));
 }

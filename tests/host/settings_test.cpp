@@ -304,7 +304,7 @@ TEST_F(Settings, EveryKeyReachesItsField) {
     // clang-format off
     const Group groups[] = {
         {"USER_PARAM", "LOAD_NUM", 7, 0, at(&mpb.loadNum)},
-        {"USER_PARAM", "LOAD_WEIGHT", 2.5, 0, at(&mpb.loadWeight)},
+        {"USER_PARAM", "LOAD_WEIGHT", 30, 0, at(&mpb.loadWeight)},
         {"USER_PARAM", "LOAD_Coord_{X Y Z}", -1000, 1000, at(&mpb.loadCoord.x)},
         {"USER_PARAM", "LOAD_IDENTIFY_DYN", 1, 0, at(&mcb.loadIdentifyDyn.loadIdentifyDynCtl)},
         {"USER_PARAM", "LOAD_IDENTIFY_TIME", 1000, 0, at(&mcb.loadIdentifyDyn.loadIdentifyDynTime)},
@@ -365,7 +365,7 @@ TEST_F(Settings, EveryKeyReachesItsField) {
         {"FORCE_SENSOR", "FORCESENSOR_ENDDRAGFMAX", 51, 0, at(&drag.Fmax)},
         {"FORCE_SENSOR", "FORCESENSOR_ENDDRAGVMAX", 99, 0, at(&drag.Vmax)},
         {"FORCE_SENSOR", "FORCESENSOR_ENDDRAGAUTOFLAG", 1, 0, at(&mcb.forceSensorDragAutoFlag)},
-        {"LOAD_PARAM", "LOAD{#}_WEIGHT", 1, 0.25, at(mpb.loadWeightList)},
+        {"LOAD_PARAM", "LOAD{#}_WEIGHT", 1, 1.5, at(mpb.loadWeightList)},
         {"LOAD_PARAM", "LOAD{#}_Coord_X", 10, 1, [](int i) { return mpb.loadCoordList[i].x; }},
         {"LOAD_PARAM", "LOAD{#}_Coord_Y", 40, 1, [](int i) { return mpb.loadCoordList[i].y; }},
         {"LOAD_PARAM", "LOAD{#}_Coord_Z", -90, 1, [](int i) { return mpb.loadCoordList[i].z; }},

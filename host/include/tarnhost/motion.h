@@ -15,8 +15,9 @@ bool requestState(int request);
 
 // Plans a move from the commanded position and asks for it; the arm is at rest at its end. Acceleration and
 // jerk are bounded, by mpb.defaultJointAccel and by mpb.limitsGoto. False, with nothing started: the arm is
-// not idle, a number is out of range, or a line cannot be followed (out of reach, through a singularity, over
-// a leap of a joint). line: program line, which mpb.currentLine takes at the start. Commands.
+// not idle, a number is out of range, or a line cannot be followed (out of reach, through or close by a
+// singularity). line: program line, which mpb.currentLine takes at the start. A start is dropped when
+// something else moves or stops the arm first. Commands.
 //
 // speed: share of mpb.limitsJnt.maxVel, above 0 to 1; all joints arrive together.
 bool startJointMove(const double goalDeg[6], double speed, int line = 0);
@@ -24,8 +25,8 @@ bool startJointMove(const double goalDeg[6], double speed, int line = 0);
 // (a turn on the spot at as many degrees per second), slower where a joint would pass its limits.
 bool startLineMove(const TRSF& flangeGoal, double mmPerSecond, int line = 0);
 
-// Moves one joint (from 0) at a speed within its limit, in idle, until stopJog; more joints may join.
-// Commands.
+// Moves one joint (from 0) at a speed within its limit, in idle, until stopJog, a stop or a pause; more
+// joints may join. Commands.
 bool startJog(int joint, double degPerSecond);
 void stopJog();
 

@@ -55,6 +55,11 @@ int main(int argc, char** argv) {
         std::printf("type %d: Jacobians agree with KDL to %.1e\n", robotType, difference);
         if (!(difference < 1e-9)) return 1;
     }
+    for (int robotType : {103, 701, 902}) {
+        const double difference = torqueDisagreement(robotType);
+        std::printf("type %d: full torques agree with KDL to %.1e of the largest\n", robotType, difference);
+        if (!(difference < (robotType == 103 ? 2e-4 : 1e-9))) return 1;
+    }
     // several short repetitions, unless the command line says otherwise
     char repetitions[] = "--benchmark_repetitions=7", time[] = "--benchmark_min_time=0.1";
     std::vector<char*> arguments = {argv[0], repetitions, time};

@@ -270,10 +270,15 @@ void wholeCycle(int state) {
     gravityTorqueControl(&pose[state]);
 }
 
+std::vector<Workload> join(std::vector<Workload> list, const std::vector<Workload>& more) {
+    list.insert(list.end(), more.begin(), more.end());
+    return list;
+}
+
 }  // namespace
 
 const std::vector<Workload>& workloads() {
-    static const std::vector<Workload> list = {
+    static const std::vector<Workload> rest = {
         // name,                     reference,           type, prepare,     call
         {"empty", "", 103, prepareArm, empty},
         {"kdl/gravity/103", "", 103, prepareKdl, gravityKdl},
@@ -301,6 +306,7 @@ const std::vector<Workload>& workloads() {
         {"gravityTorqueControl/1001/quiet", "", 1001, prepareArm, wholeCycle},
         {"gravityTorqueControl/1001/all", "", 1001, prepareDrag, wholeCycle},
     };
+    static const std::vector<Workload> list = join(rest, dynamicsWorkloads());
     return list;
 }
 

@@ -18,11 +18,16 @@ struct Workload {
 };
 
 const std::vector<Workload>& workloads();
+std::vector<Workload> dynamicsWorkloads();  // its part from dynamics_workloads.cpp
 
 // Largest difference between our gravity torque and KDL's over all states, N m.
 double gravityDisagreement(int robotType);
 
 // The same for the Jacobian, m and radians.
 double jacobianDisagreement(int robotType);
+
+// Largest difference of the full joint torque, the block's and the plain recursion's, from KDL's over all
+// states, relative to the largest torque of the state. Type 103 has the block in single precision.
+double torqueDisagreement(int robotType);
 
 }  // namespace tarn::bench

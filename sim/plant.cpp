@@ -303,9 +303,24 @@ void Plant::mapKinematics(const Joints& pose) const {
 
 Joints Plant::gravityTorque(const Joints& pose) const {
     mapKinematics(pose);
-    mj_comVel(model_.get(), scratch_.get());  // at rest: the scratch data never moves
+    mj_comVel(model_.get(), scratch_.get());  // at rest
     Joints torque;
     mj_rne(model_.get(), scratch_.get(), 0, torque.data());
+    return torque;
+}
+
+Joints Plant::motionTorque(const Joints& pose, const Joints& velocity, const Joints& acceleration) const {
+    mapKinematics(pose);
+    for (std::size_t i = 0; i < 6; i++) {
+        scratch_->qvel[i] = velocity[i] * kRadian;
+        scratch_->qacc[i] = acceleration[i] * kRadian;
+    }
+    mj_comVel(model_.get(), scratch_.get());
+    Joints torque;
+    mj_rne(model_.get(), scratch_.get(), 1, torque.data());
+    // the engine leaves the rotors out here
+    for (std::size_t i = 0; i < 6; i++) torque[i] += model_->dof_armature[i] * scratch_->qacc[i];
+    std::fill_n(scratch_->qvel, 6, 0.0);  // the other questions are about an arm at rest
     return torque;
 }
 

@@ -83,6 +83,8 @@ class Plant {
     // What follows asks about any pose (degrees) and leaves the motion alone.
     Joints gravityTorque(const Joints& pose) const;              // N·m, the torque that holds the arm
     std::array<Joints, 6> massMatrix(const Joints& pose) const;  // kg m^2, rotors included
+    // N·m, the torque of a motion without friction, rotors included; deg, deg/s, deg/s^2.
+    Joints motionTorque(const Joints& pose, const Joints& velocity, const Joints& acceleration) const;
     std::array<Vec3, 7> frameOrigins(const Joints& pose) const;  // m, base to flange, base frame
     Joints jointTorque(const Currents& current) const;           // N·m, before friction
     double currentOf(double torque, int joint) const;            // thousandths of rated, not rounded

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 
 #include "model/parameter_sets.h"
 
@@ -16,32 +17,55 @@ struct DhLink {
     double thetaOffsetDeg;  // degrees, added to the joint angle
 };
 
+// How a link carries the next joint: all that the arms of one shape have in common. Link i has the one length
+// paramSDH[i], along x or along z.
+struct LinkShape {
+    enum Axis { AlongX, AlongZ } axis;
+    enum Sign { AsGiven, Positive, Negative } sign;  // of the length; the last two take the magnitude
+    int sinAlpha;                                    // alpha is no turn or a quarter turn
+    int quarterTurns;                                // of the joint angle's offset
+};
+using ArmShapeTable = std::array<LinkShape, 6>;
+
+// clang-format off
+inline constexpr ArmShapeTable kStandardShape = {{
+    // length,                                alpha, offset
+    { LinkShape::AlongZ, LinkShape::AsGiven,      1,      0 },
+    { LinkShape::AlongX, LinkShape::Negative,     0,      0 },
+    { LinkShape::AlongX, LinkShape::Negative,     0,      0 },
+    { LinkShape::AlongZ, LinkShape::AsGiven,      1,      0 },
+    { LinkShape::AlongZ, LinkShape::AsGiven,     -1,      0 },
+    { LinkShape::AlongZ, LinkShape::AsGiven,      0,      0 },
+}};
+inline constexpr ArmShapeTable kOffsetShape = {{
+    // length,                                alpha, offset
+    { LinkShape::AlongZ, LinkShape::AsGiven,      1,      0 },
+    { LinkShape::AlongX, LinkShape::Negative,     0,      0 },
+    { LinkShape::AlongZ, LinkShape::Positive,     1,     -1 },
+    { LinkShape::AlongZ, LinkShape::AsGiven,     -1,     -1 },
+    { LinkShape::AlongZ, LinkShape::AsGiven,     -1,      1 },
+    { LinkShape::AlongZ, LinkShape::AsGiven,      0,      0 },
+}};
+// clang-format on
+
+// A link's length with its sign, in the unit of the length given.
+template <typename Real>
+constexpr Real signedLength(const LinkShape& link, Real given) {
+    const Real magnitude = given < Real(0) ? -given : given;
+    if (link.sign == LinkShape::AsGiven) return given;
+    return link.sign == LinkShape::Positive ? magnitude : -magnitude;
+}
+
 constexpr std::array<DhLink, 6> dhLinks(const ParameterSet& set) {
-    const auto magnitude = [](double length) { return length < 0.0 ? -length : length; };
-    const double* l = set.paramSDH;
-    const double a2 = -magnitude(l[1]);
-    // clang-format off
-    if (set.shape == ArmShape::Offset) {
-        return {{
-            // a,                 alpha,    d,                theta offset
-            {  0.0,                90.0,    l[0],               0.0 },
-            {  a2,                  0.0,    0.0,                0.0 },
-            {  0.0,                90.0,    magnitude(l[2]),  -90.0 },
-            {  0.0,               -90.0,    l[3],             -90.0 },
-            {  0.0,               -90.0,    l[4],              90.0 },
-            {  0.0,                 0.0,    l[5],               0.0 },
-        }};
+    const ArmShapeTable& shape = set.shape == ArmShape::Offset ? kOffsetShape : kStandardShape;
+    std::array<DhLink, 6> links{};
+    for (size_t i = 0; i < 6; i++) {
+        const double length = signedLength(shape[i], set.paramSDH[i]);
+        const bool alongX = shape[i].axis == LinkShape::AlongX;
+        links[i] = {alongX ? length : 0.0, 90.0 * shape[i].sinAlpha, alongX ? 0.0 : length,
+                    90.0 * shape[i].quarterTurns};
     }
-    return {{
-        // a,                 alpha,    d,                theta offset
-        {  0.0,                90.0,    l[0],               0.0 },
-        {  a2,                  0.0,    0.0,                0.0 },
-        {  -magnitude(l[2]),    0.0,    0.0,                0.0 },
-        {  0.0,                90.0,    l[3],               0.0 },
-        {  0.0,               -90.0,    l[4],               0.0 },
-        {  0.0,                 0.0,    l[5],               0.0 },
-    }};
-    // clang-format on
+    return links;
 }
 
 // Degrees to take off the joint angles before they enter the model. On version 3 of family A joints 1, 2, 4

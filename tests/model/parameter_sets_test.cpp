@@ -28,4 +28,25 @@ TEST(ParameterSets, EveryTypeHasItsSetForGravityAndForTheFullModel) {
     }
 }
 
+// Digests of the tensors' data sheets, taken without the library: the sum of each set's 36 numbers, each
+// times its place from 1.
+TEST(ParameterSets, HaveTheTensorsOfTheirDataSheets) {
+    const struct {
+        const tarn::ParameterSet& set;
+        double digest;
+    } rows[] = {
+        {tarn::kSetB, 12580032.22},    {tarn::kSetA1, 3277706.79},  {tarn::kSetA2, 3084956.61},
+        {tarn::kSetA3, 3170828.75},    {tarn::kSetA4, 3084956.61},  {tarn::kSetC1, 47447553.04},
+        {tarn::kSetC2, 47855551.1805}, {tarn::kSetD1, 26077186.96}, {tarn::kSetD2, 25480486.7505},
+        {tarn::kSetE, 217773100.66},   {tarn::kSetPQ1, 4700969.88}, {tarn::kSetPQ2, 5480464.27},
+        {tarn::kSetPQ3, 2395183.08},   {tarn::kSetGL1, 2281214.76}, {tarn::kSetGL2, 2095724.43},
+        {tarn::kSetF, 101491587.64},
+    };
+    for (const auto& [set, digest] : rows) {
+        double sum = 0;
+        for (int i = 0; i < 36; i++) sum += (i + 1) * set.inparaI[i];
+        EXPECT_NEAR(sum, digest, 1e-4) << set.name;
+    }
+}
+
 }  // namespace

@@ -45,4 +45,157 @@ struct CARTPOS_FORCE {               // pose or offset; rotation Rz(c) * Ry(b) *
 // Jacob[36]: output. Reads and writes no state; cycle and command.
 TARN_API void velocityJacob(const float* paramDH, const float* joint_post, float* Jacob);
 
+// ==== force sensor: intake
+//
+// Raw word, signed 16 bits, to N or N m, through a scalar Kalman filter, to mpb.forceOrigin in S; without
+// zero and load, in the frame R that forceSensorRcs chooses, to mpb.forceRCS. Results are 0 unless told.
+
+// Switches the sensor on (1) or off (0) and persists it. -1 for another value, with mcb.ioError set and
+// mpb.currentLine as it was. Off, mpb.forceOrigin and mpb.forceRCS are held at zero; on, the filters start
+// from the first sample. Command.
+TARN_API int tmcSetForceSensorAct(uint8_t actFlag, int curLine);
+
+// Whether the sensor is in use. Command.
+TARN_API int tmcGetForceSensorAct(uint8_t* actFlag);
+
+// Frame R of mpb.forceRCS: 0 E, 1 B, 2 T; and the pose of S in E, Coord[6]: x, y, z in mm, a, b, c in
+// degrees. Persists both. -1 for another frame, with mcb.ioError and mpb.currentLine set and nothing stored.
+// Command.
+TARN_API int tmcSetForceSensorRcs(uint8_t rcs, float* Coord, int curLine);
+
+// Announces the device types on the axle bus, a bit each. A change of bit 0, the force sensor, from one call
+// to the next switches the sensor on or off as tmcSetForceSensorAct does, for program line 0; what that
+// setter did by itself is not seen here. Command.
+TARN_API int zvmcSetAxleDeviceType(uint8_t value);
+
+// Ends what acts on the force: both drags. The sensor stays in use. Cycle and command.
+TARN_API int zvmcCloseForceSensor(void);
+
+// Alarm state of the cycle before: bit 0 the first line (input 6 of the axle bus), bit 1 the second (input
+// 7); 0 also while the sensor is not in use. It falls with the lines and raises no fault. Command.
+TARN_API int zvmcGetForceSensorState(uint8_t* forcesensorState);
+
+// Takes in the six raw words of the sensor: fx, fy, fz, mx, my, mz, of which the low 16 bits count. Calls
+// zvmcCloseForceSensor in every cycle with an alarm line high. Words of a sensor whose maker and model
+// (mcb.fsCompanyID, mcb.fsDeviceID) are unknown leave the reading as it is. The words are not checked for
+// age. Once a cycle, before anything that reads the force.
+TARN_API int forceSensorDataProcess(int32_t* forcedata);
+
+// ==== telegrams of the axle bus
+//
+// A queue takes them from the cycle to a command. Its functions take no lock: the writer moves the tail, the
+// reader the head, and clearing moves both.
+
+TARN_API extern AXLESENSOR_BUFF asq;
+
+// Empty the queue. Return 1. Command.
+TARN_API int tmcAsqInit(void);
+TARN_API int tmcAsqClear(void);
+
+// Telegrams in the queue, 0 to 255. Cycle and command.
+TARN_API int tmcAsqLength(void);
+
+// 1 or 0. Cycle and command.
+TARN_API int tmcAsqIsEmpty(void);
+TARN_API int tmcAsqIsFull(void);
+
+// Appends a telegram. -1 when the queue is full: the telegram is dropped, and a line printed through
+// __wrap_puts. Cycle.
+TARN_API int tmcAsqAddToTail(AXLESENSOR_DATA asd);
+
+// Takes the oldest telegram out. -1 when the queue is empty, *asd then being left alone. Command.
+TARN_API int tmcAsqGetAtHead(AXLESENSOR_DATA* asd);
+
+// While the queue collects (buffFlag 1) appends the telegram of two words, else empties the queue. 0 also
+// when the queue is full, which prints the line of tmcAsqAddToTail. Cycle.
+TARN_API int axleSensorDataAddToBuff(uint32_t* sensor_data);
+
+// Lets the queue collect: 1; any other value ends that. Command.
+TARN_API int tmcAxleSensorDataBuffFlag(uint8_t status);
+
+// Takes the oldest telegram out. -1 when the queue is full: telegrams are lost, and it is read again only
+// after it was cleared; -2 when it is empty. Command.
+TARN_API int tmcGetAxleSensorData(AXLESENSOR_DATA* data);
+
+// Switches the display of an axle sensor on (1) or off (0): mpb.junkongEnable. -1 for another value, without
+// a fault. Command.
+TARN_API int tmcAxleSensorEnable(uint8_t status);
+
+// Decodes a telegram for display, from its first word: mpb.junkongTest[0] the kind, bits 24 to 27; [1] the
+// value, bits 16 to 23, of a kind 7 and [2] that of a kind 8, 0 for any other. Cycle.
+TARN_API int axleSensorDataMonitor(uint32_t* sensor_data);
+
+// Writes registers of the axle sensor at dev_addr: all six as zvHalSetAxleSensorData takes them. Command.
+TARN_API int tmcAxleSensorRegWrite(uint8_t dev_addr, uint8_t reg_h_addr, uint8_t reg_l_addr, uint8_t reg_num,
+                                   uint16_t data1, uint16_t data2);
+
+// ==== force sensor: zero, load, reference frame
+//
+// mpb.forceOrigin (S, filtered) less zero, weight of the load and residual offset is
+// mcb.forceControl.forceOriginEnd (S); turned into the frame of forceSensorRcs it is mpb.forceRCS.
+
+// Zeroes the sensor on its present reading (status 1, one sample, no mean) or takes the zero off (0); clears
+// the residual offset either way, and persists all of it. Returns 0; -1 for another status, with
+// zvCtlIOVALUEError and mpb.currentLine set; -2 with the force in the base frame; -3 while a load of the
+// sensor is set, also for status 0. With -2 and -3 nothing changes. Command.
+TARN_API int tmcSetForceSensorZero(uint8_t status, int curLine);
+
+// *result = wrench of mpb.forceSensorLoadWeight at mpb.forceSensorLoadCoord, N and N m, about the sensor's
+// origin, with mpb.tC for the sensor's rotation: its axes have to be those of the flange. The mounting angles
+// turn the force; the moment is that of an upright arm. Returns 0. Cycle.
+TARN_API int forceSensorDataGravityCompensation(FORCESENSOR_DATA* result);
+
+// Writes mcb.forceControl.forceOriginEnd, and to *result the same wrench in the frame of forceSensorRcs:
+//   0  E, about the flange
+//   1  B, about the sensor's origin; turned with the snapshot of mpb.tC that the first call takes after
+//      zvmcForceSensorDragProcess has reset the force drag
+//   2  T, about the flange, under constant force control about the tool point
+// Load and residual offset stay in while the dynamic load identification is on. Returns 0. Cycle, once.
+TARN_API int trsfToRCS_force(FORCESENSOR_DATA* result);
+
+// *posGoal = the robot's present pose moved by posAdd. With forceSensorRcs 0 posAdd is a pose in the present
+// frame, and the angles are the set nearest to mpb.rpyRef; else it is added component by component, angles
+// included. Returns 0. Command.
+TARN_API int tmcPosAddTrsfToRCS(CARTPOS_FORCE posAdd, CARTPOS_FORCE* posGoal);
+
+// ==== calibration of the sensor's load
+//
+// What hangs on the sensor, by hand or found from three poses: no two of them a turn about the vertical
+// apart, and for the full method not all three turns about one axis apart. Readings are mpb.forceRCS: with
+// forceSensorRcs 0, and with forceSensorCoord zero so that they are those of the sensor, about its own
+// origin, as the compensation takes the load. All of it: commands. Both methods refuse to read while a load
+// is set.
+
+// Sets mpb.forceSensorLoadWeight, kg, and persists it. Returns 0; -1 below -1e-06 or above what the robot
+// type carries, with zvCtlLoadWeightError, mpb.currentLine as it was.
+TARN_API int tmcSetForceSensorLoadWeight(double weight, int curLine);
+
+// Sets mpb.forceSensorLoadCoord, mm in S, and persists it. Returns 0; -1 for a component beyond +-1000, with
+// zvCtlLoadCoordXError, ...YError or ...ZError for the first one and mpb.currentLine set.
+TARN_API int tmcSetForceSensorLoadCoord(VECT loadCoord, int curLine);
+
+// Takes sensor sensorNum of mpb.posSensorCtlList (0 to 255; 256 keeps the one in use), waits 10 ms and reads
+// it. Returns 0; -1 another number; -2 not zeroed; -3 forceSensorRcs is not 0; -4 a load is set. Blocks.
+TARN_API int tmcGetForceSensorData_loadIdentify(int sensorNum, FORCESENSOR_DATA* data);
+
+// *loadWeight = mass, kg, from a zeroed reading with the sensor's z axis vertical. Stores nothing. Returns 0.
+TARN_API int tmcForceSensor_loadWeightIdentify(FORCESENSOR_DATA onePoint, double* loadWeight);
+
+// *loadCoord = center of mass, mm, from three zeroed readings. Stores nothing. Returns 0; -1 when they do not
+// tell it, with the readings in the log.
+TARN_API int tmcForceSensor_loadCoordIdentify(FORCESENSOR_DATA* threePoint, VECT* loadCoord);
+
+// Keeps reading RecordCount (1, 2, 3) of the full method with the pose of mpb.tC, at rest, and clears
+// mcb.forceControl.zeroOffset; another number keeps nothing. Returns 0; -1 when the first reading is below
+// 1 N and 0.1 N m on all axes; -2 while a load is set.
+TARN_API int zvmcSaveSensorDataFlag(int RecordCount);
+
+// Load and residual offset from the three kept readings, into mpb.forceSensorLoadWeight, forceSensorLoadCoord
+// and mcb.forceControl.zeroOffset; *m kg, xyz[3] mm. Returns 0; -1, with the readings in the log, when they
+// do not tell the center of mass, or when the poses do not tell the weight: then the center alone is stored.
+TARN_API int zvmcSensorComload(double* m, double* xyz);
+
+// Persists weight, center of mass and residual offset.
+TARN_API void forceSensorSaveLoadCoord(void);
+
 }  // extern "C"

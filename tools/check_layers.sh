@@ -15,6 +15,7 @@ BEGIN {
 
     # headers of subsystems that own state which other subsystems share
     shared["collision/after_collision.h"]
+    shared["sensor/base_frame_snapshot.h"]
 }
 function exists(path,    line, found) {
     found = (getline line < path) >= 0

@@ -27,4 +27,8 @@ void persistSix(const char* section, const char* keyPattern, const float (&value
     persistNumbered(section, keyPattern, values);
 }
 
+void persistSix(const char* section, const char* keyPattern, const int (&values)[6]) {
+    persistNumbered(section, keyPattern, values);
+}
+
 }  // namespace tarn

@@ -14,5 +14,6 @@ inline void persist(const char* section, const char* key, double value) {
 // Six keys, joints (or axes) 1 to 6 in order: '#' in keyPattern stands for the number.
 void persistSix(const char* section, const char* keyPattern, const double (&values)[6]);
 void persistSix(const char* section, const char* keyPattern, const float (&values)[6]);
+void persistSix(const char* section, const char* keyPattern, const int (&values)[6]);
 
 }  // namespace tarn

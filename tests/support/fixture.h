@@ -30,12 +30,25 @@ inline void start(int type) {
     forgetCalls();
 }
 
+// All motors at the same rated torque, N m.
+inline void rateMotors(float torque) {
+    mpb.moterRatedTorque_60 = mpb.moterRatedTorque_60L = mpb.moterRatedTorque_80 = torque;
+    mpb.moterRatedTorque_130 = mpb.moterRatedTorque_130L = torque;
+}
+
 using Lines = std::vector<std::string>;
 
 // The service calls since the record was emptied: name, then arguments.
 inline Lines calls() {
     const auto& record = tarn::host::serviceRecord;
     return {record.line, record.line + record.count};
+}
+
+// The same in one text, each with a "; " behind it.
+inline std::string callText() {
+    std::string text;
+    for (const std::string& line : calls()) text += line + "; ";
+    return text;
 }
 
 // The bytes of the three blocks at construction.

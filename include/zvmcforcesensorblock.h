@@ -198,4 +198,61 @@ TARN_API int zvmcSensorComload(double* m, double* xyz);
 // Persists weight, center of mass and residual offset.
 TARN_API void forceSensorSaveLoadCoord(void);
 
+// ==== regulators of force control
+//
+// One call a cycle and axis, from a force error (N, or N m) to a step of the pose (mm, or degrees). None
+// refuses a non-number: it runs through to the result.
+
+// Sets the gains of a regulator and clears its errors. Returns 0. Cycle and command.
+TARN_API int PIDInit(PID* pid, double p, double i, double d);
+
+// *result = P * error + I * (sum of errors) + D * (change of the error), held within +-0.05, and moves the
+// errors on. The sum has no bound: a regulator winds up while its result is held. Returns 0. Cycle.
+TARN_API int PIDCalc(PID* pid, double error, double* result);
+
+// The same without the bound on the result; in the caller's units. Returns 0. Cycle.
+TARN_API int PID_increase_Calc(PID* pid, double error, double* result);
+
+// Tunes pid->P while the axis z presses: it falls when its step jumps, rises while the mean magnitude of
+// mpb.forceRCS.fz is off that of mcb.forceControl.constForceValue.fz and falls within 0.1 N of it, every 50
+// calls.
+//
+// sign: 21 to 29 tunes, every other value does not. initflag: exactly 1.0 takes the larger of pid->P and
+// 0.005 mm/N as upper bound, for any sign; all regulators share that bound, the window and the last step.
+// The lower bound is 0.0001. Returns 0. Cycle.
+TARN_API int zvmcPIDAdjust(uint8_t sign, double initflag, PID* pid);
+
+// Rewinds a learning store. flag: 0 off, 1 learn, 2 replay. The learned corrections stay; learning goes on
+// from them. p and d have no effect: both gains are 5e-6. Returns 0. Command.
+TARN_API int zvmcILCinit(ILC* ilc, double p, double d, int flag);
+
+// Rewinds the six stores of mcb.forceControl. Returns 0. Command.
+TARN_API int zvmcILCreset(void);
+
+// *C = learned correction of this step, mm or degrees; learns from the force error dF, or replays, or gives 0
+// when the store is off. Returns 0; -1 with zvCtlIOVALUEError in mcb.ioError while it is on and ilc->index is
+// outside the store, *C then as it was. Cycle.
+TARN_API int zvmcILCcontrol(ILC* ilc, double dF, double* C);
+
+// Sets how a correction decays when contact is lost: p, share that goes each cycle; Fd, force below which it
+// does, N; flag, 0 off. Stores mcb.forceControl.compliance and persists nothing. Returns 0; -1 with
+// zvCtlIOVALUEError in mcb.ioError and curline in mpb.currentLine for a negative argument. Command.
+TARN_API int zvmcCompliancestartstop(double p, double Fd, int flag, int curline);
+
+// *remain_Xe = Xe - p * Xe while the force F is smaller than Fd, in magnitude, and flag is not 0; otherwise
+// it stays. Returns 0. Cycle.
+TARN_API int Compliancecontrol(double p, double Fd, double F, int flag, double Xe, double* remain_Xe);
+
+// One step of the law  m dv/dt = F - b v - k x  on axis i, 0 to 5, with no limit on the velocity. m, b, k,
+// realF: by axis, in SI units. delta_t: s. delt_pos[i]: output, the way of the step, m or rad; x itself is
+// advanced by constant force control. Another i does nothing. Returns 0. Cycle.
+TARN_API int zvmcFTControl_Admittance(int i, double* m, double* b, double* k, double* realF, double delta_t,
+                                      double* delt_pos);
+
+// Contact of a rotating tool of radius mcb.forceControl.grindingToolR at the tool point mpb.TOOL, from
+// mcb.forceControl.forceOriginEnd: *thetaF, angle of the normal in the tool's plane, degrees, filtered at
+// 3.9 Hz with a gain of 1.034; *Fc, tangential force, N. A zero radius makes *Fc non-finite; no moment about
+// x and y makes *thetaF no number, which stays in the filter. Returns 0. Cycle.
+TARN_API int zvmcFTNormal_estimation(double* thetaF, double* Fc);
+
 }  // extern "C"

@@ -128,6 +128,44 @@ TARN_API int tmcFrictionCompensationOnOff(uint8_t status);
 // persists FRIC_VALUE_FREE_J1 to J6. Returns 0, or -1 for a value below -1e-6 or above 1. Command.
 TARN_API int tmcSetFrictionValue_free(float* freet);
 
+// ==== hand-guiding settings
+
+// Chooses the torque model of the cycle: 0 gravity only, 1 fitted regressor, 2 full dynamics. Stores
+// mcb.newTeachEnable and, with any model, sets mcb.newTeachGain from mcb.newTeachGainGAdj and all of
+// mcb.newTeachGainKf to 1; persists NEW_TEACH_ENABLE, NEW_TEACH_GAIN1 to 6, NEW_TEACH_GAIN_KF1 to 6. Returns
+// 0; -1 for a status above 2; and -1 for a model that the robot type has not, 1 on type 3 and above 400, 0 on
+// 501 to 700 and 801 to 900: then model 2 runs until the next start, with nothing persisted. Command.
+TARN_API int tmcgravityTeachVersionOnOff(uint8_t status);
+
+// Switches the Cartesian axis lock of guiding off (0) or on (1). Stores mcb.dragLockEnable and persists
+// DRAGLOCK_ENABLE. Returns 0; -1 for a status above 1; -2 for 1 while mcb.interfereDrag is 1. Command.
+TARN_API int tmcDragLockEnableDisable(uint8_t status);
+
+// Sets the gains of the axis lock and of the resistance at zones, three arrays of six (axes x, y, z, a, b,
+// c), each value 0 to 10. Stores mcb.dragLockP, dragLockI, dragLockD and persists DRAGLOCK_P_X, DRAGLOCK_I_X,
+// DRAGLOCK_D_X, then those of Y, Z, A, B, C. Returns 0; -1 for a value out of range: 10 is then written over
+// it in the caller's array, the values before it, axis by axis, are in force, and nothing is persisted.
+// Command.
+TARN_API int tmcSetDragLockPara(double* pPara, double* iPara, double* dPara);
+
+// Sets what happens at an interference zone while guiding: 0 nothing, 1 resistance, 2 guiding ends. Stores
+// mcb.interfereDrag and persists INTERFERE_DRAG. Returns 0; -1 for a status above 2; -2 for 1 while
+// mcb.dragLockEnable is 1. Command.
+TARN_API int tmcSetInterfereDrag(uint8_t status);
+
+// Sets the mounting code: 0 floor, 1 wall, 2 ceiling, 3 free angle. Stores mcb.robotInstallPos and persists
+// INSTALL_POS. Returns 0, or -1 for a code above 3. Command; takes effect in the next cycle.
+TARN_API int tmcSetRobotInstallPos(uint8_t installPos);
+
+// Sets the mounting angles about y and z, degrees, -360 to 360. Stores mcb.robotInstallYangle,
+// robotInstallZangle and persists INSTALL_YANGLE, INSTALL_ZANGLE. With zangle 0 a yangle of exactly 0, 90 or
+// 180 also sets mounting code 0, 1 or 2; any other pair leaves the code. Returns 0, or -1 for an angle out of
+// range. Command; takes effect in the next cycle.
+TARN_API int tmcSetRobotInstallAngle(double yangle, double zangle);
+
+// The mounting angles about y and z, degrees. Returns 0. Command.
+TARN_API int tmcGetRobotInstallAngle(double* yangle, double* zangle);
+
 // ==== records and constants
 // clang-format off
 

@@ -13,6 +13,7 @@
 
 #include "tarnexport.h"
 #include "tarnmath/tarnmath.h"
+#include "tarnmotioncontrol/tmcmotionparamblock.h"
 
 extern "C" {
 
@@ -166,6 +167,171 @@ TARN_API int tmcSetRobotInstallAngle(double yangle, double zangle);
 // The mounting angles about y and z, degrees. Returns 0. Command.
 TARN_API int tmcGetRobotInstallAngle(double* yangle, double* zangle);
 
+// ==== collision settings
+
+// Chooses the detector and the thresholds. mode: 0, 1 or 2, of which 1 and 2 run the dual-encoder detector;
+// thresholdMode: 0 standard, 1 custom. Stores mpb.collisionMode, collisionThresholdMode and persists
+// COLLISION_MODE, COLLISION_THRESHOLDMODE. Returns 0, or -1 for a value out of range. Command.
+TARN_API int tmcSetCollisionMode(uint8_t mode, uint8_t thresholdMode);
+
+// Sets how sensitive each joint is: level[6], 0 to 100, higher is less sensitive, for the joints below
+// mpb.sysJntsNo. The torque check takes all levels, and 100 switches a joint off there; the dual-encoder
+// detector and the momentum observer know 1 to 10. type: 0 or 1, only persisted.
+//
+// Stores mpb.collisionLevel and clears mpb.collisionErrorCount. With configFlag 1 also persists
+// COLLISION_LEVEL_TYPE, J1_COLLISION_LEVEL to J6_COLLISION_LEVEL and stores mpb.configCollisionLevel; with
+// any other the level is a temporary one. Stores curLine in mpb.currentLine. Returns 0. Returns -1 for a type
+// above 1 with nothing stored; and -1 with mcb.paraError zvCtlCollisionLevelNumError and curLine stored for a
+// level out of range: the joints before it then have their new level. Command.
+TARN_API int tmcSetCollisionLevel(uint8_t type, float* level, uint8_t configFlag, int curLine);
+
+// Ends a temporary level: mpb.collisionLevel takes mpb.configCollisionLevel again. Returns 0. Command.
+TARN_API int tmcCollisionLevelResume();
+
+// Sets the reaction to a collision: 0 pause, 1 alarm only, 2 stop; then hand guiding: 3 free for 1000 cycles,
+// 4 on a spring for 5000 cycles, 5 with a decaying push-back. Reaction 5 reads safeTime, 0 to 2000 cycles in
+// hand guiding; safeDistance, 0 to 500 mm of the tool that end it; safeSpeed, cap of the tool speed, mm/s,
+// not checked; safetyMargin[6], decay rate by joint, 1 to 10.
+//
+// Stores mcb.collisionPauseFlag and the four values in mcb.collisionDetection, and persists COLLISION_PAUSE,
+// COLLISION_SAFETIME, COLLISION_SAFEDISTANCE, COLLISION_SAFESPEED, COLLISION_SAFEMARGIN1 to 6. Returns 0, or
+// -1 for a reaction above 5 or, with reaction 5 alone, a value out of range: the other reactions store
+// whatever they are given. Command.
+TARN_API int tmcSetCollisionPause(uint8_t pause, int safeTime, int safeDistance, int safeSpeed,
+                                  int* safetyMargin);
+
+// 1 from a joint collision until the hand guiding after it has ended, or until the host clears it; else 0.
+// Returns 0. Command.
+TARN_API int tmcGetCollisionState(uint8_t* collisionState);
+
+// Sets the custom thresholds. flag: 0 off, 1 joints, 2 tool, 3 both. jointDetectionThreshold[6]: deviation of
+// the joint torque, N m, motor side. tcpDetectionThreshold[6]: force and torque at the end, N and N m, B.
+// Stores them in mcb.collisionDetection; nothing is persisted. Returns 0, or -1 for a flag above 3. Command.
+TARN_API int zvmcSetCustomCollisionDetection(uint8_t flag, float* jointDetectionThreshold,
+                                             float* tcpDetectionThreshold);
+
+// Switches the check at standstill on (1) or off. Stores any status in
+// mcb.collisionDetection.staticCollisionFlag and persists COLLISION_STATIC. Returns 0. Command.
+TARN_API int tmcSetStaticCollisionOnOff(uint8_t status);
+
+// Switches the power supervision of torque servo off (0) or on (1), with its limit Power, W. Stores
+// mcb.collisionDetection.powerFlag, powerLimit and persists POWER_FLAG, POWER_LIMIT. Returns 0, or -1 for a
+// status above 1. Command.
+TARN_API int tmcSetPowerLimit(uint8_t status, double Power);
+
+// Switches the safety board's supervision of momentum and power off (0) or on (1), with limits in the board's
+// units. Stores mcb.momentumPowerEnableFlag, momentumLimit, powerLimit, tells the safety board where it is in
+// charge, and persists MOMENTUMPOWER_ENABLEFLAG, MOMENTUMPOWER_MOMENTUMLIMIT, MOMENTUMPOWER_POWERLIMIT.
+// Returns 0, or -1 for an enableFlag above 1. Command.
+TARN_API int tmcMomentumAndPowerOnOff(uint8_t enableFlag, float MomentumLimit, float PowerLimit);
+
+// ==== collision supervisor
+
+// Compares the measured torque of the joints, out of how.currentFeedback, with the expected one, and reacts
+// to a collision as mcb.collisionPauseFlag says. Cycle, once, before or after gravityTorqueControl; cannot
+// fail.
+//
+// A joint collides when it stays outside its band for mpb.collisionErrorTime cycles. The band is
+// mpb.j1CollisionValue to j6CollisionValue (N m, motor side) times the host's ratio and the level; a step of
+// the commanded acceleration widens it for joints 1 to 3 for a while. Of several joints outside, the first
+// one counts; a joint at level 100 does not, and hides the joints behind it. Custom thresholds count beside
+// or instead of the band, a replayed torque record replaces it.
+//
+// With mcb.safetyPara.safetyStopEnable 0 it watches only motion, position streaming and jogging; above 2,
+// nothing. It always rests in the first 200 cycles after a pause and, streaming (mpb.interMode 9), jogging
+// and replay aside, in the first and last 100 cycles of a motion segment.
+//
+// Always writes mpb.jTorqueTheory and jActualTheory (expected and measured, N m, motor side). A collision
+// sets mcb.collisionStateback, and one of:
+//   flag 0    mcb.collisionError, pause
+//   flag 2    mcb.collisionError, stop, custom thresholds off; with safetyStopEnable 2 hand guiding, friction
+//             compensation off
+//   flag 3-5  as 2 with a board, and the cycle ends the guiding: 3 free, after 1000 cycles; 4 on a spring,
+//             after 5000; 5 with push-back, after safeTime cycles or safeDistance
+//   others    mcb.motionAlarm alone
+// mcb.collisionError is that of the joint, zvCtlFSCollisionError for an axis of the end force. After 0 to 2
+// the host clears mcb.collisionStateback, and always the faults.
+TARN_API void zvmcCheckForCollisionError();
+
+// How far the bands are widened `time` cycles after a step of the commanded acceleration: limit[6], output,
+// N m, motor side. Follows mpb.defaultJointAccel.v[1], the speed in force, the levels and the host's ratios.
+// Returns 0. Cycle; the supervisor calls it.
+TARN_API int dynamicCurrentCollisionLimit(int time, double* limit);
+
+// The collision check at standstill: a joint pushed by more than a share of its rated torque brings the arm
+// under the hand for 1000 cycles, with no fault and no counting. On types above 200 each call does. Moves the
+// torque record on by one more step in its cycle. Returns 0. Cycle; gravityTorqueControl calls it while
+// mcb.collisionDetection.staticCollisionFlag is 1, no motion runs, no collision stands and the tool is slower
+// than 2 mm/s.
+TARN_API int tmcCheckTorqueError();
+
+// ==== torque record
+//
+// The first run of a program with tmcTorqueRecordStartEnd(1, ...) at its start and (0, ...) at its end
+// records the motor currents; each later one is checked against the record, until tmcTorqueRecordReset. The
+// record is mcb.torqueRecordCtl, and it is not persisted.
+
+// Drops record, bands and times of the joints below mpb.sysJntsNo, and all flags. Stores curLine in
+// mpb.currentLine. Returns 0. Command.
+TARN_API int tmcTorqueRecordReset(int curLine);
+
+// Start (status 1) or end (0) of a run: records when there is no record yet, replays a complete one; the end
+// completes a record. smooth: 0 straight lines between the samples, 1 the host's spline fit.
+// negativeValue[6], positiveValue[6]: band of each joint, N m, motor side, below -1e-6 and above 1e-6, not
+// checked at the end of a run; four times the band counts at once. collisionTime[6]: what a smaller excess
+// may last, cycles; 0 or less: 500.
+//
+// A replay starts at the beginning of the record once a cycle of the supervisor has passed since the last one
+// ended; a pause that mpb.state tells keeps its place.
+//
+// Stores all of them, and curLine in mpb.currentLine. Returns 0, or -1 for a status or smooth above 1 or, at
+// a start, a band of a joint below mpb.sysJntsNo out of range; nothing is stored then. Command.
+TARN_API int tmcTorqueRecordStartEnd(uint8_t status, uint8_t smooth, float* negativeValue,
+                                     float* positiveValue, int* collisionTime, int curLine);
+
+// Ends record or replay without completing the record; for the host's reset of a program. Returns 0. Command.
+TARN_API int zvmcResetTorqueRecordPara();
+
+// Writes the record: how.currentFeedback of every 50th cycle, also of a pause. Returns 0. A sample past the
+// 12000th is not stored, and from its cycle on each one returns -1 with mcb.cmdPointError
+// zvCtlMaxTorqueRecordOver and adds 1 to torqueRecordNum; the record stays. Cycle; the supervisor calls it.
+TARN_API int zvmcTorqueRecordProcess();
+
+// Current to expect of each joint. currentSet[6]: output, thousandths of the rated torque, joints below
+// mpb.sysJntsNo, and always joint 2 where no record is replayed. In a replay the record, which holds its last
+// sample past its 12000th and does not end at torqueRecordNum: the host ends the replay with the program.
+// Otherwise, and in a pause, 0.7 * mpb.jointDynFFRatio of how.currentSet, joint 2 delayed by
+// findHistoryCurrentSet. Advances the replay by a cycle, or takes it back to the start while there is none.
+// Returns 0. Cycle; the supervisor calls it.
+TARN_API int zvmcTorqueRecordCollision(short int* currentSet);
+
+// Delays a current, one value a call: history[0] is currentSet of d - 1 calls ago, d being the speed in force
+// in percent of the nominal one, at most 100; 0 for d = 0, which is also that of a kind of motion without
+// delay (mpb.interMode other than 1, 2, 3, 11, 12 and 14 to 21). The first 101 calls since load give
+// currentSet itself. Returns 0. Cycle.
+TARN_API int findHistoryCurrentSet(short int currentSet, short int* history);
+
+// ==== custom thresholds, collision trace
+
+// Compares with the custom thresholds, as mcb.collisionDetection.CustomCollisionFlag asks for, and counts how
+// long the first joint and the first axis outside have been there. precent[6]: measured less expected torque,
+// servor_current_feedback[6]: measured torque, both N m, motor side. With tool thresholds on also writes
+// tcpRealForce: the force and torque at the end that the measured torques stand for, B, N and N m. Returns 0,
+// or -1 where a singular pose, logged, or a type without an arm (704 to 800) leaves force, joint thresholds
+// and counters aside. Cycle; the supervisor calls it.
+TARN_API int zvmcCustomCollisionDetectionMain(double* precent, double* servor_current_feedback);
+
+// Appends a row to the collision trace; a full one drops its oldest. gtorque: expected torque, N m, 100 times
+// the motor's. servor_current_feedback[6]: measured torque, N m, motor side. Cycle; the supervisor calls it.
+TARN_API void collisionMessageSave(JNTS* gtorque, double* servor_current_feedback);
+
+// Prints two lines of the trace to the log: the host calls it with i = saveMsgPrintfCount and adds 1 to
+// saveMsgPrintfCount, 800 times: positions, velocities, accelerations, torques, 200 rows each. The last call
+// sets saveMsgPrintfCount to 0, so the host adds nothing after it. The first call lets the trace start anew;
+// its rows stay until the supervisor writes over them. A number past the trace prints nothing. Cycle or
+// command.
+TARN_API void collisionMessagePrintf(int i);
+
 // ==== records and constants
 // clang-format off
 
@@ -188,6 +354,19 @@ struct Compedence {                   // reference that a guiding regulator pull
 
 #define RESUMECOLLISIONTIME 200       // cycles   that supervision rests after a pause has ended
 #define SAVEMSGSIZE 200               // cycles   that the collision trace holds
+
+// The collision trace: the latest supervised cycles, oldest in row 0; a column a joint. Rows are written from
+// 0 on; how many count is known only to the printout.
+TARN_API extern double collisionJointTarpos[SAVEMSGSIZE][6];   // degrees      commanded position
+TARN_API extern double collisionJointTarvel[SAVEMSGSIZE][6];   // degrees/s    commanded velocity
+TARN_API extern double collisionJointTaracc[SAVEMSGSIZE][6];   // degrees/s^2  commanded acceleration
+TARN_API extern double collisionJointTartor[SAVEMSGSIZE][6];   // N m          expected torque, motor side
+TARN_API extern double collisionJointRealpos[SAVEMSGSIZE][6];  // degrees      measured position
+TARN_API extern double collisionJointRealvel[SAVEMSGSIZE][6];  // degrees/s    measured velocity
+TARN_API extern double collisionJointRealacc[SAVEMSGSIZE][6];  // degrees/s^2  measured acceleration
+TARN_API extern double collisionJointRealtor[SAVEMSGSIZE][6];  // N m          measured torque, motor side
+
+TARN_API extern int saveMsgPrintfCount;  // position of the printout, 0 to 799; the host advances it
 
 // ---- identification of the tool load
 

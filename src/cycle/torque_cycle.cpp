@@ -1,4 +1,5 @@
 // The torque cycle: the arm's state in, six motor currents out, once per millisecond.
+#include "collision/after_collision.h"
 #include "cycle/stages.h"
 #include "friction/compensation.h"
 #include "tmcforceblock.h"
@@ -14,6 +15,8 @@ void gravityTorqueControl(JNTS* q) {
     loadPublication();
     zvmcJointDefaultTorque(frame.JointTorque);
     torqueModel(frame);
+    afterCollisionStage(frame);
+    staticCollisionStage(frame);
     frictionStage(frame);
     currentCommand(frame);
     torqueServoOverride(frame);

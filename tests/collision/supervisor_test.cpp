@@ -78,6 +78,8 @@ TEST(Supervisor, EveryReactionCallsTheHostInOrder) {
             afterCollision = {7, 9, {}, {}, {}, {}};
             mpb.collisionErrorCount[2] = tool ? 0 : 2;
             customThresholds.tcpCollisionCount[2] = tool ? 3.0f : 2.5f;
+            const fixture::Blocks before;
+            const int counted = mpb.collisionErrorCount[2];
             EXPECT_EQ(cycle(tool ? Currents{} : Currents{0, 0, 510}), Counts(6, 0));
 
             const testing::ScopedTrace trace(__FILE__, __LINE__,
@@ -92,6 +94,16 @@ TEST(Supervisor, EveryReactionCallsTheHostInOrder) {
                                     custom, mcb.fricCompensationFlag}),
                 row.state);
             EXPECT_TRUE(mcb.collisionStateback == 1 && customThresholds.tcpCollisionCount[2] == 0);
+
+            // with these put back, the blocks are as they were
+            mcb.collisionError = zvCtlCollisionOK;
+            mcb.motionAlarm = zvCtlMotionNoAlarm;
+            mcb.collisionStateback = 0;
+            custom = mcb.fricCompensationFlag = 1;
+            mpb.collisionErrorCount[2] = counted;
+            std::fill_n(mpb.jActualTheory, 6, 0.0f);
+            std::fill_n(how.currentFeedback, 6, int16_t{0});
+            EXPECT_TRUE(before.unchanged());
         }
 }
 

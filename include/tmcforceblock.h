@@ -32,7 +32,10 @@ extern "C" {
 // With a mcb.robotInstallPos above 3 they keep their last values, but for the commands of torque servo. Also
 // writes the selected load record to mpb.frictionValue[0..3] (weight, kg, then center of mass, mm, E; nothing
 // for a mpb.loadNum past the records), and on mounts 0 to 3 0.5 to a mpb.friction_Free[i] below -1e-6 or
-// above 1. Cannot fail.
+// above 1. Full dynamics (mcb.newTeachEnable 2) may raise mcb.cmdPointError, as the wrappers below tell, and
+// runs the dual-encoder detector. In torque servo, with mcb.collisionDetection.powerFlag 1, a mean power
+// above powerLimit sets mcb.cmdPointError to zvCtlCurrentCmdOver and leaves drag mode; the library's
+// histories then start cold. Cannot fail.
 TARN_API void gravityTorqueControl(JNTS* q);
 
 // ==== gravity torque and rated torque
@@ -331,6 +334,91 @@ TARN_API void collisionMessageSave(JNTS* gtorque, double* servor_current_feedbac
 // its rows stay until the supervisor writes over them. A number past the trace prints nothing. Cycle or
 // command.
 TARN_API void collisionMessagePrintf(int i);
+
+// ==== full dynamics
+
+// Joint torque of the arm and its load in the commanded motion: inertia, velocity and gravity terms, with
+// velocity mpb.jCvel, gravity in B by mcb.robotInstallYangle and robotInstallZangle, and the load as a point
+// mass. One wrapper a block; which type takes which is the cycle's choice.
+//
+// joint_pos[6]: joint positions, degrees, not changed. exLoad: load in E, kg and mm. tau_res[6]: output, N m.
+// paramSDH[6]: lengths, mm. inparaM[6]: link masses, kg. inparaC[18]: centers of mass, mm, each in its link's
+// frame. inparaI[36]: Ixx, Ixy, Ixz, Iyy, Iyz, Izz by link about its center of mass, kg mm^2. inparaIj[6]:
+// rotor inertias at the joints, kg mm^2. They return 0 and cannot fail. Cycle, not reentrant.
+
+// The standard shape in single precision, with the acceleration as planned, mpb.jCaccRaw. Type 3 has its
+// joint zeros turned. gain: not read, may be null. MM: output, the diagonal of the mass matrix, kg m^2, zeros
+// beside it. Exactly once per cycle, since it also samples measured torque and position for the
+// identification of loads. With the safety board in charge (mcb.safetyPara.safetyStopEnable 2,
+// mcb.momentumPowerEnableFlag 1) its verdicts 27, 28 and 29 to 34 become mcb.cmdPointError. Runs the
+// dual-encoder detector where mpb.collisionMode asks for it.
+TARN_API int zvtmczvdynamicblock(double* joint_pos, EX_LOAD exLoad, double* tau_res, float* paramSDH,
+                                 float* inparaM, float* inparaC, float* inparaI, float* inparaIj, float* gain,
+                                 double MM[6][6]);
+
+// The offset shape in double precision, with the smoothed acceleration, mpb.jCacc.
+TARN_API int zvPQtmczvdynamicblock(double* joint_pos, EX_LOAD exLoad, double* tau_res, double* paramSDH,
+                                   double* inparaM, double* inparaC, double* inparaI, double* inparaIj);
+
+// The standard shape in double precision with built-in masses, centers and tensors, and mpb.jCacc.
+TARN_API int zvHNtmczvdynamicblock(double* joint_pos, EX_LOAD exLoad, double* tau_res, double* paramSDH,
+                                   double* inparaIj);
+
+// ==== dual-encoder detector
+//
+// Full dynamics runs it while mpb.collisionMode is 1 or 2 on a motion, mpb.state 2, on the types of the
+// single-precision block; otherwise it starts anew with the next motion.
+
+// One step of the detector: filters the twist of all gears, how.HSEnc less how.enc, as degrees at the joint,
+// and holds each new peak or valley against the mean of the four before it. A jump beyond the torque of
+// mpb.collisionLevel over the stiffness under the load fires for joints 1 to 3; a verdict 7 to 12 of the
+// safety board in mcb.safetyPara.safetyIslandErrorCode for its joint 1 to 6, with any jump. Levels below 1
+// and no numbers count as 1, those above 10 as 10. Nothing fires in the first 100 calls after a start.
+//
+// i_joint: joint that is put on display, mpb.jointCollisionMode 0 and dualEncCollisionValue, the allowed
+// jump, degrees. vel[6]: in spite of the name the joint torques of the model, N m. thf, thg, err: not read,
+// may be null. Returns 0. Cycle; cannot fail. What a firing does, by mcb.collisionPauseFlag:
+//   0         mcb.collisionError; in a motion the detector starts anew, pause
+//   1         mcb.collisionError
+//   2         mcb.collisionError; in a motion the detector starts anew, stop, and with safetyStopEnable 2
+//             hand guiding, friction compensation off
+//   3, 4, 5   stop, friction compensation off, hand guiding; no fault, and the library does not end the
+//             guiding, as mcb.collisionStateback is not set
+//   others    nothing
+TARN_API int zvmcCollisionDetection(int i_joint, float* vel, double* thf, double* thg, double* err);
+
+// Forgets the detector's histories; the next 100 calls only fill them. Returns 0. Cycle.
+TARN_API int initCollisionDetection();
+
+// Local extremes of a series: peaks and valleys take their values in order, numPeaks and numValleys their
+// numbers. A flat top or bottom counts at its first sample; the ends do not. arr[size] is not changed; each
+// output has room for size / 2 values. Holds no state; from anywhere.
+TARN_API void findPeaksAndValleys(double* arr, int size, double* peaks, double* valleys, int* numPeaks,
+                                  int* numValleys);
+
+// ==== momentum and power
+
+// One step of the momentum observer: advances the estimate of all joints from how.currentFeedback and
+// mpb.j6vel, shows the residuals in mpb.momentumObserverValue, and holds that of joint i_joint, counted from
+// 0, against its limit: by mpb.collisionLevel (held to 1 to 10), less in a slow motion (mcb.speedScaleAuto,
+// speedScaleManual), and a fixed 5 beyond it. A step is a call, so the host's calls a cycle set how fast the
+// estimate follows.
+//
+// M, C: 6 x 6 by rows, G[6]: as from com_M_matrix, com_C_matrix and com_G_matrix. q, external_load: not read,
+// may be null. rr[i_joint]: output, the limit, also in mpb.dualEncCollisionValue, with mpb.jointCollisionMode
+// 1. A joint that is none is not tested. In a mcb.mode above 1 the limit is 0. Returns 0. Cycle, where the
+// host wants it; cannot fail.
+//
+// A firing starts the estimate anew and sets, with mcb.collisionPauseFlag 0 to 2, mcb.collisionError, joint 5
+// with the code of joint 4; 0 also pauses and 2 stops a motion that is no jogging.
+TARN_API int zvmcMomentumObserver(int i_joint, double* q, double* M, double* C, double* G,
+                                  double* external_load, double* rr);
+
+// Mean mechanical power of the joints over the latest 100 calls, from how.currentFeedback and mpb.j6vel, the
+// newest aside and the one before it twice; 0 in the first 100. power[0]: output, W. torque: not read, may be
+// null. Returns 0. Cycle; gravityTorqueControl calls it with torque servo and power supervision on, and a
+// host that does so, too, takes samples out of that window.
+TARN_API int tmcPowerReal(double* torque, double* power);
 
 // ==== records and constants
 // clang-format off

@@ -2,6 +2,9 @@
 
 #include <cmath>
 
+#include "collision/power_limit.h"
+#include "cycle/cold_start.h"
+#include "cycle/full_dynamics.h"
 #include "dynamics/mounting.h"
 #include "model/type_table.h"
 #include "support/joints.h"
@@ -17,7 +20,7 @@ struct TorqueCycle {
 };
 TorqueCycle torqueCycle;
 
-enum TorqueModel { GravityOnly = 0 };  // mcb.newTeachEnable
+enum TorqueModel { GravityOnly = 0, FullRigidBody = 2 };  // mcb.newTeachEnable
 
 // Gear ratio of the current command, by joint.
 struct GearRatio {
@@ -74,6 +77,7 @@ void loadPublication() {
 // Where no model runs the torque stays zero.
 void torqueModel(CycleFrame& frame) {
     if (mcb.newTeachEnable == GravityOnly) zvmcNewGravityTorque(frame.q, &frame.exLoad, &frame.servor_torque);
+    if (mcb.newTeachEnable == FullRigidBody) fullDynamics(frame);
 }
 
 // With an unknown mounting the currents keep their last values.
@@ -90,6 +94,7 @@ void currentCommand(const CycleFrame& frame) {
 
 void torqueServoOverride(const CycleFrame& frame) {
     if (mcb.servoJTStatus != 1) return;
+    if (mcb.collisionDetection.powerFlag == 1 && powerTrips()) coldStart();
     const int joints = armJoints();
     for (int i = 0; i < joints; i++) {
         const double torque = mpb.jTorque[i];

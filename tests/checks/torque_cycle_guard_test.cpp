@@ -23,9 +23,10 @@ class TorqueCycle : public testing::Test {
     }
 
     // A moving arm: pose, speeds below the limit of plausibility, a load.
-    void setArm(int robotType, int mounting) {
+    void setArm(int robotType, int mounting, int mode = 0) {
         tarn::host::setDefaults(robotType);
         mcb.robotType = robotType;
+        mcb.newTeachEnable = static_cast<uint8_t>(mode);
         mcb.robotInstallPos = static_cast<uint8_t>(mounting);
         mcb.robotInstallYangle = 180 * share();
         mcb.robotInstallZangle = 180 * share();
@@ -35,6 +36,7 @@ class TorqueCycle : public testing::Test {
             mpb.j6.v[i] = 180 * share();
             mpb.j6vel.v[i] = 0.1 * share();
             mpb.jCvel.v[i] = 0.1 * share();
+            mpb.jCacc.v[i] = mpb.jCaccRaw.v[i] = 1e-4 * share();
         }
     }
 
@@ -58,10 +60,12 @@ class TorqueCycle : public testing::Test {
 
 TEST_F(TorqueCycle, IsCleanForEveryTypeAndMounting) {
     for (int type = -1; type <= MAXROBOTTYPENUM + 1; type++)
-        for (int mounting : {0, 1, 2, 3, 4, 255}) {
-            setArm(type, mounting);
-            ASSERT_EQ(findings(), "") << "type " << type << ", mounting " << mounting;
-        }
+        for (int mounting : {0, 1, 2, 3, 4, 255})
+            for (int mode : {0, 1, 2}) {
+                setArm(type, mounting, mode);
+                ASSERT_EQ(findings(), "")
+                    << "type " << type << ", mounting " << mounting << ", mode " << mode;
+            }
 }
 
 TEST_F(TorqueCycle, IsCleanWithBadNumbersServoTorquesAndOddSettings) {
@@ -73,6 +77,7 @@ TEST_F(TorqueCycle, IsCleanWithBadNumbersServoTorquesAndOddSettings) {
         {"last joint's pose", [](double x) { mpb.j6.v[5] = x; }},
         {"speed", [](double x) { mpb.jCvel.v[3] = x; }},
         {"guided speed", [](double x) { mpb.j6vel.v[3] = x; }},
+        {"acceleration", [](double x) { mpb.jCacc.v[2] = mpb.jCaccRaw.v[2] = x; }},
         {"load", [](double x) { mpb.loadWeight = x; }},
         {"load center", [](double x) { mpb.loadCoord.z = x; }},
         {"mounting angle", [](double x) { mcb.robotInstallYangle = x; }},
@@ -84,12 +89,26 @@ TEST_F(TorqueCycle, IsCleanWithBadNumbersServoTorquesAndOddSettings) {
     };
     for (const auto& row : rows)
         for (double x : {0.0, 3.0, 12.5, 1e9, -1e9, 1e300, fixture::kInf, -fixture::kInf, fixture::kNan})
-            for (int type : {101, 103, 703, 901})
-                for (int mounting : {0, 1, 2, 3, 255}) {
-                    setArm(type, mounting);
-                    row.set(x);
-                    ASSERT_EQ(findings(), "")
-                        << row.what << " " << x << ", type " << type << ", mounting " << mounting;
+            for (int type : {101, 103, 701, 703, 901, 902})
+                for (int mounting : {0, 1, 2, 3, 255})
+                    for (int mode : {0, 1, 2}) {
+                        setArm(type, mounting, mode);
+                        row.set(x);
+                        ASSERT_EQ(findings(), "") << row.what << " " << x << ", type " << type
+                                                  << ", mounting " << mounting << ", mode " << mode;
+                    }
+}
+
+TEST_F(TorqueCycle, IsCleanWithLockAndZones) {
+    for (int type : {1, 3, 101, 201, 301, 401, 701})
+        for (int mode : {0, 1, 2})
+            for (int drag : {0, 1, 2})
+                for (int zone : {0, 1, 2}) {
+                    setArm(type, 3, mode);
+                    mcb.dragLockEnable = drag == 0 ? 1 : 0;
+                    mcb.interfereDrag = static_cast<uint8_t>(drag);
+                    mpb.interfereJointCubeFlag = static_cast<uint8_t>(zone);
+                    ASSERT_EQ(findings(), "") << "type " << type << ", mode " << mode << ", drag " << drag;
                 }
 }
 

@@ -420,6 +420,64 @@ TARN_API int zvmcMomentumObserver(int i_joint, double* q, double* M, double* C, 
 // host that does so, too, takes samples out of that window.
 TARN_API int tmcPowerReal(double* torque, double* power);
 
+// ==== identification of inertial parameters
+//
+// A run moves all joints through the excitation, compares the torques of joints 4 to 6 with a fixed arm's
+// regressor and solves for 27 wrist parameters: nine a joint, Ixx, Ixy, Ixz, Iyy, Iyz, mx, mz (joint 6:
+// Ixx, Ixy, Ixz, Iyz, Izz, mx, my), viscous and Coulomb friction, in the link's frame about its origin.
+// mcb.robotType plays no part. In order: setup (zvmcdynstoreresert), one sample a cycle until the time is
+// over (zvmcloadidentifymain), result. The time counts from the last zvmcdynfiltresert outside a run, so
+// call that before each setup. No function here checks what it is given or reports a failure, and all
+// return 0.
+
+// Sets up a run: baseline to that of the bare arm, an empty store out of __wrap_malloc. A store that is
+// still there is lost. Command.
+TARN_API int zvmcdynstoreresert();
+
+// Gives the store back through __wrap_free, after zvmcdynfiltresert, which spares the samples of a run
+// that is on. The run calls it itself at its end; with no store there it frees nothing. In the middle of a
+// run it drops what has been summed and all that still comes: the run then ends in its time without a
+// solution. Command, and the last cycle of a run.
+TARN_API int Store_free();
+
+// Takes parameters found before: 1 the baseline of the bare arm, 0 and 2 also one of two sets as the
+// parameters in force; any other flag nothing. Command.
+TARN_API int zvmcselectvalue(int flag);
+
+// Timing of the excitation. limitsGoto.maxVel: mm/s, 1000 for the natural speed at points 8 ms apart.
+// tTraj->tNgt: output, the period, 12 s; tTraj->tCrs: output, the period at that speed, s. Command.
+TARN_API int zvmcComputefourierMotion(TMC_LIMITS_CART limitsGoto, TMC_TIMES* tTraj);
+
+// Point numPoint of the excitation, from 0. qPoint[6]: output, joint positions, degrees. Its first point
+// is not zero. Cycle and command.
+TARN_API int zvmcComputefourierAccVelPos(TMC_TIMES tTraj, unsigned long numPoint, double* qPoint);
+
+// One sample of a run, at 1 ms; does nothing while none is on. tau[6]: measured joint torques, of which
+// those of joints 4 to 6 count, in the unit that the parameters are to have. joint_pos[6]: degrees, goes
+// through the low-pass. T: duration of the run, s. The sample past it also solves and calls __wrap_free.
+// Cycle.
+TARN_API int zvmcloadidentifymain(double* tau, double* joint_pos, double T);
+
+// The two steps of a run: adding the sample whose differences are centered on row index, 1 to 4, of the
+// histories, and solving. X[27]: output; no solution where the host's matinvert finds the sums singular.
+// Without a store, or for any other row, they do nothing. Cycle, not reentrant.
+TARN_API int tmcComIdentifySum(int index);
+TARN_API int tmcComIdentifyInv(double* X);
+
+// The regressor: torques of joints 4 to 6 by the 27 parameters, row by row times 0.8151, 0.8407 and 1.
+// q[6], dq[6], ddq[6]: radians, by s and s^2. Hb: output, 3 by 27, allocated by the caller. Cycle and
+// command.
+TARN_API int solve_Hb5(double* q, double* dq, double* ddq, dmat Hb);
+
+// Makes the solution the baseline, with flag 1, number for number: the solution starts at joint 4, the
+// baseline at joint 1. Any other flag does nothing. Command, after a run.
+TARN_API int zvmcloadidentifyvalue(int flag);
+
+// The load that the solution has beyond the baseline. gain.kp[4]: scale of the parameter that the mass is
+// taken from. m: output, kg if tau was a hundredth of the joint torque. r: output, center of mass, mm, E.
+// With no mass at all the center is no number. Command, after a run.
+TARN_API int zvmcgetloadidentifyresult(Gain gain, double* m, VECT* r);
+
 // ==== records and constants
 // clang-format off
 
@@ -485,6 +543,10 @@ struct Minimum_Inertial_Set {         // result of a run
     int    flag;                      // -        1 while identification runs
     int    flag1;                     // -        1 from setup on; nothing reads it
 };
+
+// What the forward regressors of zvmcidentifydynamicblock.h multiply with: nine parameters a joint, as in the
+// identification; joints 1, 4 and 5 have mz and Iyy, joints 2, 3 and 6 my and Izz. Guiding writes it.
+TARN_API extern double gtau[54];
 
 // ---- identification of one joint: friction, drive-side model
 

@@ -6,5 +6,7 @@
 namespace tarn {
 
 inline Minimum_Inertial_Set solveX;
+inline Store store;              // allocated from setup to release
+inline double selftauHb_x0[54];  // baseline that a result is compared with; the first 48 are in use
 
 }  // namespace tarn

@@ -20,7 +20,8 @@ extern "C" {
 // ==== the torque cycle
 
 // Turns the state of the arm into the motor currents how.currentSet, thousandths of the rated motor torque:
-// joint torque model by mcb.newTeachEnable, friction compensation, gear ratio, torque-servo override.
+// joint torque model by mcb.newTeachEnable, drag lock and zones in hand guiding, friction compensation, gear
+// ratio, torque-servo override.
 //
 // q: joint positions that the torque model takes, degrees.
 //
@@ -70,6 +71,35 @@ TARN_API void zvmcInvGravity(const double* paramSDH, const double* paramM, const
 // Rated motor torque of each joint for mcb.robotType, out of mpb.moterRatedTorque_60 to _130L.
 // jTorque[6]: output, N m, motor side. Returns 0. Cycle and command.
 TARN_API int zvmcJointDefaultTorque(float* jTorque);
+
+// ==== full dynamics
+
+// Joint torque of the arm and its load in the commanded motion: inertia, velocity and gravity terms, with
+// velocity mpb.jCvel, gravity in B by mcb.robotInstallYangle and robotInstallZangle, and the load as a point
+// mass. One wrapper a block; which type takes which is the cycle's choice.
+//
+// joint_pos[6]: joint positions, degrees, not changed. exLoad: load in E, kg and mm. tau_res[6]: output, N m.
+// paramSDH[6]: lengths, mm. inparaM[6]: link masses, kg. inparaC[18]: centers of mass, mm, each in its link's
+// frame. inparaI[36]: Ixx, Ixy, Ixz, Iyy, Iyz, Izz by link about its center of mass, kg mm^2. inparaIj[6]:
+// rotor inertias at the joints, kg mm^2. They return 0 and cannot fail. Cycle, not reentrant.
+
+// The standard shape in single precision, with the acceleration as planned, mpb.jCaccRaw. Type 3 has its
+// joint zeros turned. gain: not read, may be null. MM: output, the diagonal of the mass matrix, kg m^2, zeros
+// beside it. Exactly once per cycle, since it also samples measured torque and position for the
+// identification of loads. With the safety board in charge (mcb.safetyPara.safetyStopEnable 2,
+// mcb.momentumPowerEnableFlag 1) its verdicts 27, 28 and 29 to 34 become mcb.cmdPointError. Runs the
+// dual-encoder detector where mpb.collisionMode asks for it.
+TARN_API int zvtmczvdynamicblock(double* joint_pos, EX_LOAD exLoad, double* tau_res, float* paramSDH,
+                                 float* inparaM, float* inparaC, float* inparaI, float* inparaIj, float* gain,
+                                 double MM[6][6]);
+
+// The offset shape in double precision, with the smoothed acceleration, mpb.jCacc.
+TARN_API int zvPQtmczvdynamicblock(double* joint_pos, EX_LOAD exLoad, double* tau_res, double* paramSDH,
+                                   double* inparaM, double* inparaC, double* inparaI, double* inparaIj);
+
+// The standard shape in double precision with built-in masses, centers and tensors, and mpb.jCacc.
+TARN_API int zvHNtmczvdynamicblock(double* joint_pos, EX_LOAD exLoad, double* tau_res, double* paramSDH,
+                                   double* inparaIj);
 
 // ==== friction
 
@@ -131,44 +161,6 @@ TARN_API int tmcFrictionCompensationOnOff(uint8_t status);
 // mpb.friction_Free for joints below mpb.sysJntsNo, tells the safety board where it is in charge, and
 // persists FRIC_VALUE_FREE_J1 to J6. Returns 0, or -1 for a value below -1e-6 or above 1. Command.
 TARN_API int tmcSetFrictionValue_free(float* freet);
-
-// ==== hand-guiding settings
-
-// Chooses the torque model of the cycle: 0 gravity only, 1 fitted regressor, 2 full dynamics. Stores
-// mcb.newTeachEnable and, with any model, sets mcb.newTeachGain from mcb.newTeachGainGAdj and all of
-// mcb.newTeachGainKf to 1; persists NEW_TEACH_ENABLE, NEW_TEACH_GAIN1 to 6, NEW_TEACH_GAIN_KF1 to 6. Returns
-// 0; -1 for a status above 2; and -1 for a model that the robot type has not, 1 on type 3 and above 400, 0 on
-// 501 to 700 and 801 to 900: then model 2 runs until the next start, with nothing persisted. Command.
-TARN_API int tmcgravityTeachVersionOnOff(uint8_t status);
-
-// Switches the Cartesian axis lock of guiding off (0) or on (1). Stores mcb.dragLockEnable and persists
-// DRAGLOCK_ENABLE. Returns 0; -1 for a status above 1; -2 for 1 while mcb.interfereDrag is 1. Command.
-TARN_API int tmcDragLockEnableDisable(uint8_t status);
-
-// Sets the gains of the axis lock and of the resistance at zones, three arrays of six (axes x, y, z, a, b,
-// c), each value 0 to 10. Stores mcb.dragLockP, dragLockI, dragLockD and persists DRAGLOCK_P_X, DRAGLOCK_I_X,
-// DRAGLOCK_D_X, then those of Y, Z, A, B, C. Returns 0; -1 for a value out of range: 10 is then written over
-// it in the caller's array, the values before it, axis by axis, are in force, and nothing is persisted.
-// Command.
-TARN_API int tmcSetDragLockPara(double* pPara, double* iPara, double* dPara);
-
-// Sets what happens at an interference zone while guiding: 0 nothing, 1 resistance, 2 guiding ends. Stores
-// mcb.interfereDrag and persists INTERFERE_DRAG. Returns 0; -1 for a status above 2; -2 for 1 while
-// mcb.dragLockEnable is 1. Command.
-TARN_API int tmcSetInterfereDrag(uint8_t status);
-
-// Sets the mounting code: 0 floor, 1 wall, 2 ceiling, 3 free angle. Stores mcb.robotInstallPos and persists
-// INSTALL_POS. Returns 0, or -1 for a code above 3. Command; takes effect in the next cycle.
-TARN_API int tmcSetRobotInstallPos(uint8_t installPos);
-
-// Sets the mounting angles about y and z, degrees, -360 to 360. Stores mcb.robotInstallYangle,
-// robotInstallZangle and persists INSTALL_YANGLE, INSTALL_ZANGLE. With zangle 0 a yangle of exactly 0, 90 or
-// 180 also sets mounting code 0, 1 or 2; any other pair leaves the code. Returns 0, or -1 for an angle out of
-// range. Command; takes effect in the next cycle.
-TARN_API int tmcSetRobotInstallAngle(double yangle, double zangle);
-
-// The mounting angles about y and z, degrees. Returns 0. Command.
-TARN_API int tmcGetRobotInstallAngle(double* yangle, double* zangle);
 
 // ==== collision settings
 
@@ -268,6 +260,62 @@ TARN_API int dynamicCurrentCollisionLimit(int time, double* limit);
 // than 2 mm/s.
 TARN_API int tmcCheckTorqueError();
 
+// ==== dual-encoder detector
+//
+// Full dynamics runs it while mpb.collisionMode is 1 or 2 on a motion, mpb.state 2, on the types of the
+// single-precision block; otherwise it starts anew with the next motion.
+
+// One step of the detector: filters the twist of all gears, how.HSEnc less how.enc, as degrees at the joint,
+// and holds each new peak or valley against the mean of the four before it. A jump beyond the torque of
+// mpb.collisionLevel over the stiffness under the load fires for joints 1 to 3; a verdict 7 to 12 of the
+// safety board in mcb.safetyPara.safetyIslandErrorCode for its joint 1 to 6, with any jump. Levels below 1
+// and no numbers count as 1, those above 10 as 10. Nothing fires in the first 100 calls after a start.
+//
+// i_joint: joint that is put on display, mpb.jointCollisionMode 0 and dualEncCollisionValue, the allowed
+// jump, degrees. vel[6]: in spite of the name the joint torques of the model, N m. thf, thg, err: not read,
+// may be null. Returns 0. Cycle; cannot fail. What a firing does, by mcb.collisionPauseFlag:
+//   0         mcb.collisionError; in a motion the detector starts anew, pause
+//   1         mcb.collisionError
+//   2         mcb.collisionError; in a motion the detector starts anew, stop, and with safetyStopEnable 2
+//             hand guiding, friction compensation off
+//   3, 4, 5   stop, friction compensation off, hand guiding; no fault, and the library does not end the
+//             guiding, as mcb.collisionStateback is not set
+//   others    nothing
+TARN_API int zvmcCollisionDetection(int i_joint, float* vel, double* thf, double* thg, double* err);
+
+// Forgets the detector's histories; the next 100 calls only fill them. Returns 0. Cycle.
+TARN_API int initCollisionDetection();
+
+// Local extremes of a series: peaks and valleys take their values in order, numPeaks and numValleys their
+// numbers. A flat top or bottom counts at its first sample; the ends do not. arr[size] is not changed; each
+// output has room for size / 2 values. Holds no state; from anywhere.
+TARN_API void findPeaksAndValleys(double* arr, int size, double* peaks, double* valleys, int* numPeaks,
+                                  int* numValleys);
+
+// ==== momentum and power
+
+// One step of the momentum observer: advances the estimate of all joints from how.currentFeedback and
+// mpb.j6vel, shows the residuals in mpb.momentumObserverValue, and holds that of joint i_joint, counted from
+// 0, against its limit: by mpb.collisionLevel (held to 1 to 10), less in a slow motion (mcb.speedScaleAuto,
+// speedScaleManual), and a fixed 5 beyond it. A step is a call, so the host's calls a cycle set how fast the
+// estimate follows.
+//
+// M, C: 6 x 6 by rows, G[6]: as from com_M_matrix, com_C_matrix and com_G_matrix. q, external_load: not read,
+// may be null. rr[i_joint]: output, the limit, also in mpb.dualEncCollisionValue, with mpb.jointCollisionMode
+// 1. A joint that is none is not tested. In a mcb.mode above 1 the limit is 0. Returns 0. Cycle, where the
+// host wants it; cannot fail.
+//
+// A firing starts the estimate anew and sets, with mcb.collisionPauseFlag 0 to 2, mcb.collisionError, joint 5
+// with the code of joint 4; 0 also pauses and 2 stops a motion that is no jogging.
+TARN_API int zvmcMomentumObserver(int i_joint, double* q, double* M, double* C, double* G,
+                                  double* external_load, double* rr);
+
+// Mean mechanical power of the joints over the latest 100 calls, from how.currentFeedback and mpb.j6vel, the
+// newest aside and the one before it twice; 0 in the first 100. power[0]: output, W. torque: not read, may be
+// null. Returns 0. Cycle; gravityTorqueControl calls it with torque servo and power supervision on, and a
+// host that does so, too, takes samples out of that window.
+TARN_API int tmcPowerReal(double* torque, double* power);
+
 // ==== torque record
 //
 // The first run of a program with tmcTorqueRecordStartEnd(1, ...) at its start and (0, ...) at its end
@@ -335,90 +383,121 @@ TARN_API void collisionMessageSave(JNTS* gtorque, double* servor_current_feedbac
 // command.
 TARN_API void collisionMessagePrintf(int i);
 
-// ==== full dynamics
+// ==== hand-guiding settings
 
-// Joint torque of the arm and its load in the commanded motion: inertia, velocity and gravity terms, with
-// velocity mpb.jCvel, gravity in B by mcb.robotInstallYangle and robotInstallZangle, and the load as a point
-// mass. One wrapper a block; which type takes which is the cycle's choice.
+// Chooses the torque model of the cycle: 0 gravity only, 1 fitted regressor, 2 full dynamics. Stores
+// mcb.newTeachEnable and, with any model, sets mcb.newTeachGain from mcb.newTeachGainGAdj and all of
+// mcb.newTeachGainKf to 1; persists NEW_TEACH_ENABLE, NEW_TEACH_GAIN1 to 6, NEW_TEACH_GAIN_KF1 to 6. Returns
+// 0; -1 for a status above 2; and -1 for a model that the robot type has not, 1 on type 3 and above 400, 0 on
+// 501 to 700 and 801 to 900: then model 2 runs until the next start, with nothing persisted. Command.
+TARN_API int tmcgravityTeachVersionOnOff(uint8_t status);
+
+// Switches the Cartesian axis lock of guiding off (0) or on (1). Stores mcb.dragLockEnable and persists
+// DRAGLOCK_ENABLE. Returns 0; -1 for a status above 1; -2 for 1 while mcb.interfereDrag is 1. Command.
+TARN_API int tmcDragLockEnableDisable(uint8_t status);
+
+// Sets the gains of the axis lock and of the resistance at zones, three arrays of six (axes x, y, z, a, b,
+// c), each value 0 to 10. Stores mcb.dragLockP, dragLockI, dragLockD and persists DRAGLOCK_P_X, DRAGLOCK_I_X,
+// DRAGLOCK_D_X, then those of Y, Z, A, B, C. Returns 0; -1 for a value out of range: 10 is then written over
+// it in the caller's array, the values before it, axis by axis, are in force, and nothing is persisted.
+// Command.
+TARN_API int tmcSetDragLockPara(double* pPara, double* iPara, double* dPara);
+
+// Sets what happens at an interference zone while guiding: 0 nothing, 1 resistance, 2 guiding ends. Stores
+// mcb.interfereDrag and persists INTERFERE_DRAG. Returns 0; -1 for a status above 2; -2 for 1 while
+// mcb.dragLockEnable is 1. Command.
+TARN_API int tmcSetInterfereDrag(uint8_t status);
+
+// Sets the mounting code: 0 floor, 1 wall, 2 ceiling, 3 free angle. Stores mcb.robotInstallPos and persists
+// INSTALL_POS. Returns 0, or -1 for a code above 3. Command; takes effect in the next cycle.
+TARN_API int tmcSetRobotInstallPos(uint8_t installPos);
+
+// Sets the mounting angles about y and z, degrees, -360 to 360. Stores mcb.robotInstallYangle,
+// robotInstallZangle and persists INSTALL_YANGLE, INSTALL_ZANGLE. With zangle 0 a yangle of exactly 0, 90 or
+// 180 also sets mounting code 0, 1 or 2; any other pair leaves the code. Returns 0, or -1 for an angle out of
+// range. Command; takes effect in the next cycle.
+TARN_API int tmcSetRobotInstallAngle(double yangle, double zangle);
+
+// The mounting angles about y and z, degrees. Returns 0. Command.
+TARN_API int tmcGetRobotInstallAngle(double* yangle, double* zangle);
+
+// ==== torque model and regulators of hand guiding
 //
-// joint_pos[6]: joint positions, degrees, not changed. exLoad: load in E, kg and mm. tau_res[6]: output, N m.
-// paramSDH[6]: lengths, mm. inparaM[6]: link masses, kg. inparaC[18]: centers of mass, mm, each in its link's
-// frame. inparaI[36]: Ixx, Ixy, Ixz, Iyy, Iyz, Izz by link about its center of mass, kg mm^2. inparaIj[6]:
-// rotor inertias at the joints, kg mm^2. They return 0 and cannot fail. Cycle, not reentrant.
+// gravityTorqueControl runs them; they share histories with each other and are not reentrant. What they
+// remember goes with zvmcdynfiltresert. All return 0, check nothing and belong to the cycle.
 
-// The standard shape in single precision, with the acceleration as planned, mpb.jCaccRaw. Type 3 has its
-// joint zeros turned. gain: not read, may be null. MM: output, the diagonal of the mass matrix, kg m^2, zeros
-// beside it. Exactly once per cycle, since it also samples measured torque and position for the
-// identification of loads. With the safety board in charge (mcb.safetyPara.safetyStopEnable 2,
-// mcb.momentumPowerEnableFlag 1) its verdicts 27, 28 and 29 to 34 become mcb.cmdPointError. Runs the
-// dual-encoder detector where mpb.collisionMode asks for it.
-TARN_API int zvtmczvdynamicblock(double* joint_pos, EX_LOAD exLoad, double* tau_res, float* paramSDH,
-                                 float* inparaM, float* inparaC, float* inparaI, float* inparaIj, float* gain,
-                                 double MM[6][6]);
+// clang-format off
+struct Interfere {                    // interference zones as the guiding regulators take them
+    int     flag;                     // -        0 outside, 1 in a joint zone, other: in a Cartesian one
+    int     flag1;                    // -        arm family: 0 A, 1 B, 2 C, 3 D, 4 E
+    uint8_t entryInterfere[6];        // -        joint zone entered, by joint; carried along
+    uint8_t entry_cube_interference;  // -        Cartesian zone entered; carried along
+    uint8_t entry_safety_planes[8];   // -        safety plane crossed; carried along
+};
 
-// The offset shape in double precision, with the smoothed acceleration, mpb.jCacc.
-TARN_API int zvPQtmczvdynamicblock(double* joint_pos, EX_LOAD exLoad, double* tau_res, double* paramSDH,
-                                   double* inparaM, double* inparaC, double* inparaI, double* inparaIj);
+struct Compedence {                   // reference that a guiding regulator pulls back to
+    int  compedence_index;            // cycles   since the reference was latched; latches at 0 or less
+    TRSF initpos;                     // m        reference pose in B; meters, unlike other poses
+};
+// clang-format on
 
-// The standard shape in double precision with built-in masses, centers and tensors, and mpb.jCacc.
-TARN_API int zvHNtmczvdynamicblock(double* joint_pos, EX_LOAD exLoad, double* tau_res, double* paramSDH,
-                                   double* inparaIj);
-
-// ==== dual-encoder detector
+// Joint torque of the mounted arm from identified parameters and its regressor: kp times that at rest, plus
+// kf times what the motion adds. One function a family; robot_model: 1 for A, 102 or 101 for B, 201 for C,
+// 301 for D. With any other the torque is zero, but on B that of the rotors.
 //
-// Full dynamics runs it while mpb.collisionMode is 1 or 2 on a motion, mpb.state 2, on the types of the
-// single-precision block; otherwise it starts anew with the next motion.
+// q2, q3: mounting angles, -mcb.robotInstallYangle and robotInstallZangle, degrees. curpos: not read.
+// joint_pos[6]: degrees. tau[6]: output, N m. The first call after a reset takes the parameters, on B with
+// the load mpb.loadWeight at the flange built in. A, C and D take the pose through a low-pass, and the motion
+// out of it from call 502 on; B takes the pose as it is and the motion mpb.jCvel, jCaccRaw.
+TARN_API int zvmcteachcontrolA_gravitytest(double q2, double q3, Gain gain, TRSF curpos, double* joint_pos,
+                                           double* tau, int robot_model);
+TARN_API int zvmcteachcontrolB_gravitytest(double q2, double q3, Gain gain, TRSF curpos, double* joint_pos,
+                                           double* tau, int robot_model);
+TARN_API int zvmcteachcontrolC_gravitytest(double q2, double q3, Gain gain, TRSF curpos, double* joint_pos,
+                                           double* tau, int robot_model);
+TARN_API int zvmcteachcontrolD_gravitytest(double q2, double q3, Gain gain, TRSF curpos, double* joint_pos,
+                                           double* tau, int robot_model);
 
-// One step of the detector: filters the twist of all gears, how.HSEnc less how.enc, as degrees at the joint,
-// and holds each new peak or valley against the mean of the four before it. A jump beyond the torque of
-// mpb.collisionLevel over the stiffness under the load fires for joints 1 to 3; a verdict 7 to 12 of the
-// safety board in mcb.safetyPara.safetyIslandErrorCode for its joint 1 to 6, with any jump. Levels below 1
-// and no numbers count as 1, those above 10 as 10. Nothing fires in the first 100 calls after a start.
+// Joint torque that holds a load, for a model of the bare arm: its weight through the Jacobian of the arm
+// robot_model, a robot type code. 1 to 400 take zvA_jacob to zvD_jacob, 401 to 500, 701 to 900, 1001 and,
+// with mcb.robotType 3, 1 to 100 tables of their own, all others zvB_jacob. The tables take the joints for
+// degrees a second time, so that their Jacobian is that of another pose; from mode 1 only type 3 gets there.
+// 701 to 800 have one for mcb.robotType 701 to 703 alone, otherwise the torque is zero.
 //
-// i_joint: joint that is put on display, mpb.jointCollisionMode 0 and dualEncCollisionValue, the allowed
-// jump, degrees. vel[6]: in spite of the name the joint torques of the model, N m. thf, thg, err: not read,
-// may be null. Returns 0. Cycle; cannot fail. What a firing does, by mcb.collisionPauseFlag:
-//   0         mcb.collisionError; in a motion the detector starts anew, pause
-//   1         mcb.collisionError
-//   2         mcb.collisionError; in a motion the detector starts anew, stop, and with safetyStopEnable 2
-//             hand guiding, friction compensation off
-//   3, 4, 5   stop, friction compensation off, hand guiding; no fault, and the library does not end the
-//             guiding, as mcb.collisionStateback is not set
-//   others    nothing
-TARN_API int zvmcCollisionDetection(int i_joint, float* vel, double* thf, double* thg, double* err);
+// q1, q2: mounting angles, degrees, as above. joint_pos[6]: degrees. exLoad: load in E, kg and mm.
+// tau_load[6]: output, N m.
+TARN_API int zvmcendload(double q1, double q2, double* joint_pos, EX_LOAD exLoad, double* tau_load,
+                         int robot_model);
 
-// Forgets the detector's histories; the next 100 calls only fill them. Returns 0. Cycle.
-TARN_API int initCollisionDetection();
-
-// Local extremes of a series: peaks and valleys take their values in order, numPeaks and numValleys their
-// numbers. A flat top or bottom counts at its first sample; the ends do not. arr[size] is not changed; each
-// output has room for size / 2 values. Holds no state; from anywhere.
-TARN_API void findPeaksAndValleys(double* arr, int size, double* peaks, double* valleys, int* numPeaks,
-                                  int* numValleys);
-
-// ==== momentum and power
-
-// One step of the momentum observer: advances the estimate of all joints from how.currentFeedback and
-// mpb.j6vel, shows the residuals in mpb.momentumObserverValue, and holds that of joint i_joint, counted from
-// 0, against its limit: by mpb.collisionLevel (held to 1 to 10), less in a slow motion (mcb.speedScaleAuto,
-// speedScaleManual), and a fixed 5 beyond it. A step is a call, so the host's calls a cycle set how fast the
-// estimate follows.
+// Adds to a model torque the pull back to the pose of the first call after a reset: a regulator a Cartesian
+// axis, on the way in m (x, y, z, B) and on a tenth of the rotation in radians, and the transposed Jacobian
+// of the family; 100 N or N m at the flange for 1 out of a regulator.
 //
-// M, C: 6 x 6 by rows, G[6]: as from com_M_matrix, com_C_matrix and com_G_matrix. q, external_load: not read,
-// may be null. rr[i_joint]: output, the limit, also in mpb.dualEncCollisionValue, with mpb.jointCollisionMode
-// 1. A joint that is none is not tested. In a mcb.mode above 1 the limit is 0. Returns 0. Cycle, where the
-// host wants it; cannot fail.
-//
-// A firing starts the estimate anew and sets, with mcb.collisionPauseFlag 0 to 2, mcb.collisionError, joint 5
-// with the code of joint 4; 0 also pauses and 2 stops a motion that is no jogging.
-TARN_API int zvmcMomentumObserver(int i_joint, double* q, double* M, double* C, double* G,
-                                  double* external_load, double* rr);
+// pid[6]: regulators by axis. curpos: E in B, mm. joint_pos[6]: degrees. input[6]: model torque, N m. tau[6]:
+// output, N m.
+TARN_API int teachcontrolA(PID* pid, TRSF curpos, double* joint_pos, double* input, double* tau);
+TARN_API int teachcontrolB(PID* pid, TRSF curpos, double* joint_pos, double* input, double* tau);
+TARN_API int teachcontrolC(PID* pid, TRSF curpos, double* joint_pos, double* input, double* tau);
+TARN_API int teachcontrolD(PID* pid, TRSF curpos, double* joint_pos, double* input, double* tau);
 
-// Mean mechanical power of the joints over the latest 100 calls, from how.currentFeedback and mpb.j6vel, the
-// newest aside and the one before it twice; 0 in the first 100. power[0]: output, W. torque: not read, may be
-// null. Returns 0. Cycle; gravityTorqueControl calls it with torque servo and power supervision on, and a
-// host that does so, too, takes samples out of that window.
-TARN_API int tmcPowerReal(double* torque, double* power);
+// The pull alone, a hundredth of it, towards a reference that a teachcontrol has latched. joint_pos[6]:
+// radians. J: output, the Jacobian, 6 by 6, allocated by the caller. tau[6]: output. Force[6]: output, what
+// the regulators give, by axis.
+TARN_API int zvA_pretau(PID* pid, TRSF curpos, double* joint_pos, dmat J, double* tau);
+TARN_API int zvB_pretau(PID* pid, TRSF curpos, double* joint_pos, dmat J, double* tau, double* Force);
+TARN_API int zvC_pretau(PID* pid, TRSF curpos, double* joint_pos, dmat J, double* tau);
+TARN_API int zvD_pretau(PID* pid, TRSF curpos, double* joint_pos, dmat J, double* tau);
+
+// The same by joint: the pull back to the joint positions of the first call, 100 N m for 1 out of a
+// regulator, whose error is in radians. It counts its calls with the others, so only a reset lets one follow
+// the other with a reference of its own.
+TARN_API int zvmcimpedencejoint(PID* pid, double* joint_pos, double* input, double* tau);
+
+// Resistance at a zone by interfere.flag: outside (0) tau is input, and zvmcdynfiltresert runs; in a joint
+// zone (1) zvmcimpedencejoint; in any other teachcontrol of the family interfere.flag1, 0 A to 3 D, none for
+// 4, where tau is left alone; for others tau is input. Arguments as for teachcontrol.
+TARN_API int zvmcteachcontrolinterfere(PID* pid, Interfere interfere, TRSF curpos, double* joint_pos,
+                                       double* input, double* tau);
 
 // ==== identification of inertial parameters
 //
@@ -481,21 +560,6 @@ TARN_API int zvmcgetloadidentifyresult(Gain gain, double* m, VECT* r);
 // ==== records and constants
 // clang-format off
 
-// ---- hand guiding
-
-struct Interfere {                    // interference zones as the guiding regulators take them
-    int     flag;                     // -        0 outside, 1 in a joint zone, other: in a Cartesian one
-    int     flag1;                    // -        arm family: 0 A, 1 B, 2 C, 3 D, 4 E
-    uint8_t entryInterfere[6];        // -        joint zone entered, by joint; carried along
-    uint8_t entry_cube_interference;  // -        Cartesian zone entered; carried along
-    uint8_t entry_safety_planes[8];   // -        safety plane crossed; carried along
-};
-
-struct Compedence {                   // reference that a guiding regulator pulls back to
-    int  compedence_index;            // cycles   since the reference was latched; latches at 0 or less
-    TRSF initpos;                     // m        reference pose in B; meters, unlike other poses
-};
-
 // ---- collision supervision
 
 #define RESUMECOLLISIONTIME 200       // cycles   that supervision rests after a pause has ended
@@ -532,7 +596,7 @@ struct Store {                        // normal equations of the base parameters
     dmat left;                        // 27 x 27  the sample's Hb' Hb
     dmat right;                       // 27 x 1   the sample's Hb' joint
     dmat right_sum;                   // 27 x 1   summed right side, then the solution
-    dmat joint;                       // 3 x 1    the sample's measured torques of joints 4 to 6, N m
+    dmat joint;                       // 3 x 1    the sample's measured torques of joints 4 to 6
     dmat Hb;                          // 3 x 27   the sample's regressor
     dmat Hb_tr;                       // 27 x 3   its transpose
     int  index;                       // -        0 at setup and release

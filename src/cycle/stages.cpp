@@ -6,6 +6,7 @@
 #include "cycle/cold_start.h"
 #include "cycle/full_dynamics.h"
 #include "dynamics/mounting.h"
+#include "guiding/stages.h"
 #include "model/type_table.h"
 #include "support/joints.h"
 #include "support/to_integer.h"
@@ -20,7 +21,7 @@ struct TorqueCycle {
 };
 TorqueCycle torqueCycle;
 
-enum TorqueModel { GravityOnly = 0, FullRigidBody = 2 };  // mcb.newTeachEnable
+enum TorqueModel { GravityOnly = 0, FittedRegressor = 1, FullRigidBody = 2 };  // mcb.newTeachEnable
 
 // Gear ratio of the current command, by joint.
 struct GearRatio {
@@ -77,6 +78,7 @@ void loadPublication() {
 // Where no model runs the torque stays zero.
 void torqueModel(CycleFrame& frame) {
     if (mcb.newTeachEnable == GravityOnly) zvmcNewGravityTorque(frame.q, &frame.exLoad, &frame.servor_torque);
+    if (mcb.newTeachEnable == FittedRegressor) fittedRegressor(frame);
     if (mcb.newTeachEnable == FullRigidBody) fullDynamics(frame);
 }
 

@@ -2,6 +2,7 @@
 #include "collision/after_collision.h"
 #include "cycle/stages.h"
 #include "friction/compensation.h"
+#include "guiding/stages.h"
 #include "tmcforceblock.h"
 
 using namespace tarn;
@@ -15,6 +16,8 @@ void gravityTorqueControl(JNTS* q) {
     loadPublication();
     zvmcJointDefaultTorque(frame.JointTorque);
     torqueModel(frame);
+    dragLockStage(frame);
+    interferenceStage(frame);
     afterCollisionStage(frame);
     staticCollisionStage(frame);
     frictionStage(frame);

@@ -39,11 +39,14 @@ struct Torque {
     double still[6], moving[6];  // at the pose alone, and with the motion; unit of the parameters
 };
 
+// What the load adds to a parameter. Those it does not touch stay what they are at an infinite weight, too.
+double loadShare(double perKilogram) { return perKilogram != 0.0 ? perKilogram * mpb.loadWeight : 0.0; }
+
 // First cycle after a reset: the family's parameters come into force, and the filter starts at the pose.
 void begin(const GravityTestVector& x, const GravityTestVector* perKilogram, const double* joint_pos) {
     if (armFilters.filt.index > 0) return;
     for (int i = 0; i < 54; i++)
-        selftauHb_x[i] = x[i] + (perKilogram != nullptr ? (*perKilogram)[i] * mpb.loadWeight : 0.0);
+        selftauHb_x[i] = x[i] + (perKilogram != nullptr ? loadShare((*perKilogram)[i]) : 0.0);
     std::copy_n(selftauHb_x, 54, gtau);
     for (int i = 0; i < 6; i++) armFilters.filt.j_pos0[i] = radians(joint_pos[i]);
 }

@@ -3,12 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <string>
+#include <vector>
 
 #include "cycle/cold_start.h"
-#include "guiding/regulator_reference.h"
 #include "identification/parameter_solution.h"
 #include "support/fixture.h"
 #include "support/reference.h"
@@ -25,9 +26,7 @@ constexpr Joints kInput = {10, 11, 12, 13, 14, 15};
 JNTS pose;  // degrees
 
 bool same(const Joints& a, const Joints& b) {
-    for (size_t i = 0; i < 6; i++)
-        if (!fixture::near(a[i], b[i], 1e-9)) return false;
-    return true;
+    return std::ranges::equal(a, b, [](double x, double y) { return fixture::near(x, y, 1e-9); });
 }
 
 // Under the hand in mode 1, each setting with values of its own by joint.
@@ -95,45 +94,37 @@ Joints modelTorque(int type, double kp, double kf, int joints = 6) {
     return torque;
 }
 
-void expectCurrents(int type, const Joints& torque) {
-    for (int i = 0; i < 6; i++) {
-        const double rated = ref::ratedTorque(type, i) * ref::gearRatio(type, i);
-        EXPECT_EQ(how.currentSet[i], ref::toCurrent(torque[static_cast<size_t>(i)] / rated * 1000.0))
-            << type << ", joint " << i + 1;
-    }
-}
-
 TEST(Mode1, TakesTestAndEndLoadByTypeAndGainsOnceOrWithTheState) {
+    const auto expect = [](int type, int state, double kp, double kf, const char* what, int joints = 6) {
+        mpb.state = state;
+        EXPECT_TRUE(same(through(tarn::fittedRegressor), modelTorque(type, kp, kf, joints))) << type << what;
+    };
     for (int type : ref::types()) {
         start(type, 1);
-        gravityTorqueControl(&pose);
-        expectCurrents(type, modelTorque(type, 1.1, 0.5));
+        expect(type, 1, 1.1, 0.5, ", first cycle");
     }
     start(101, 1);
-    const auto expect = [](int state, double kp, double kf, const char* what) {
-        mpb.state = state;
-        EXPECT_TRUE(same(through(tarn::fittedRegressor), modelTorque(101, kp, kf))) << what;
-    };
-    expect(1, 1.1, 0.5, "first cycle");
+    gravityTorqueControl(&pose);
+    const double rated = ref::ratedTorque(101, 1) * ref::gearRatio(101, 1);
+    EXPECT_EQ(how.currentSet[1], ref::toCurrent(modelTorque(101, 1.1, 0.5)[1] / rated * 1000.0));
     for (int i = 0; i < 6; i++) mcb.newTeachGain[i] += 8, mcb.newTeachGainKf[i] += 1;
-    expect(1, 1.1, 0.5, "settings changed");
-    expect(4, 1.1, 0.2, "under the hand");
+    expect(101, 1, 1.1, 0.5, ", settings changed");
+    expect(101, 4, 1.1, 0.2, ", under the hand");
     for (double& kf : mcb.newTeachGainKfAdj) kf += 3;
-    expect(4, 1.1, 0.2, "changed under the hand");
     mpb.state = 1;
     mcb.newTeachEnable = 0;
     gravityTorqueControl(&pose);  // leaving the hand in another mode goes unseen
-    expect(4, 1.1, 0.2, "back under the hand");
-    for (int state : {1, 2, 3, 0}) expect(state, 1.1, 1.5, "out of the hand");
-    expect(4, 1.1, 3.2, "under the hand again");
+    expect(101, 4, 1.1, 0.2, ", settings changed under the hand");
+    for (int state : {1, 2, 3, 0}) expect(101, state, 1.1, 1.5, ", out of the hand");
+    expect(101, 4, 1.1, 3.2, ", under the hand again");
     tarn::coldStart();
-    expect(1, 9.1, 1.5, "after a power trip");
+    expect(101, 1, 9.1, 1.5, ", after a power trip");
 
     start(101, 1);
     mpb.sysJntsNo = 3;
     through(tarn::fittedRegressor);
-    mpb.sysJntsNo = 6;  // joints beyond the arm's got no gains
-    EXPECT_TRUE(same(through(tarn::fittedRegressor), modelTorque(101, 1.1, 0.5, 3)));
+    mpb.sysJntsNo = 6;
+    expect(101, 1, 1.1, 0.5, ", joints beyond the arm's got no gains", 3);
 }
 
 // The type's regulator with the gains above, towards the reference in force.
@@ -167,75 +158,60 @@ TEST(DragLockAndZone, TakeTheRegulatorOfTheType) {
             mpb.sysJntsNo = 2;
             EXPECT_EQ(through(stage)[2], kInput[2]) << type;
         }
-    for (int mode : {0, 1, 2}) {  // with the lock on family E has its friction alone
+    for (int mode : {0, 1, 2}) {  // with the lock on family E has no model torque
         start(401);
         mcb.newTeachEnable = static_cast<uint8_t>(mode);
-        mcb.dragLockEnable = mcb.fricCompensationFlag = 1;
-        Joints friction;
-        for (int i = 0; i < 6; i++) {
-            mpb.friction_Free[i] = 0.5f;
-            mpb.j6vel.v[i] = 0.01 * (i + 1);
-            friction[static_cast<size_t>(i)] = 0.5 * ref::friction(401, 4, i, mpb.j6vel.v[i]);
-        }
+        mcb.dragLockEnable = 1;
         gravityTorqueControl(&pose);
-        expectCurrents(401, friction);
+        for (int16_t current : how.currentSet) EXPECT_EQ(current, 0) << mode;
     }
 }
 
-TEST(DragLock, DisarmsOnlyWithTheLockOnOutsideTheHand) {
+// Lock (0) or zone: the pull on joint 1, 2 degrees off the reference, in multiples of the first one; the
+// regulators only sum. An identification run keeps the reference where the zone drops it.
+struct Step {
+    int on, state;
+    double pull;
+};
+void expectPulls(int zone, int running, const std::vector<Step>& steps) {
     start(101);
-    const auto pull = [] { return through(tarn::dragLockStage)[0] - kInput[0]; };
-    mcb.dragLockEnable = 1;
-    EXPECT_NEAR(pull(), 0, 1e-9);
+    std::fill_n(mcb.dragLockP, 6, 0);
+    std::fill_n(mcb.dragLockI, 6, 0.1);
+    mcb.interfereDrag = zone ? 1 : 0;
+    tarn::solveX.flag = running;
+    const auto pull = [zone](int on, int state) {
+        (zone ? mpb.interfereJointCubeFlag : mcb.dragLockEnable) = static_cast<uint8_t>(on);
+        mpb.state = state;
+        return through(zone ? tarn::interferenceStage : tarn::dragLockStage)[0] - kInput[0];
+    };
+    const int on = zone ? zone : 1;
+    EXPECT_NEAR(pull(on, 4), 0, 1e-9);
+    std::fill_n(mcb.dragLockI, 6, 1);  // for the next arming
     pose.v[0] += 2;
-    const double held = pull();
-    EXPECT_LT(held, -1);
-    for (int enable : {0, 2, 255})
-        for (int state : {4, 1, 4}) {
-            mcb.dragLockEnable = static_cast<uint8_t>(enable);
-            mpb.state = state;
-            EXPECT_EQ(pull(), 0) << "off, the torque passes";
-        }
-    mcb.dragLockEnable = 1;
-    std::fill_n(mcb.dragLockP, 6, 10);
-    EXPECT_NEAR(pull(), held, 1e-9) << "gains and reference are kept";
-    mpb.state = 2;
-    EXPECT_EQ(pull(), 0);
-    mpb.state = 4;
-    EXPECT_NEAR(pull(), 0, 1e-9) << "a new reference";
-    pose.v[0] += 2;
-    EXPECT_LT(pull(), 2 * held) << "and new gains";
+    const double once = pull(on, 4);
+    EXPECT_LT(once, -0.1);
+    for (const Step& step : steps)
+        EXPECT_NEAR(pull(step.on, step.state), step.pull * once, 1e-6) << zone << ", " << &step - &steps[0];
+    tarn::solveX.flag = 0;
     tarn::coldStart();
-    EXPECT_NEAR(pull(), 0, 1e-9) << "a power trip disarms";
+    EXPECT_NEAR(pull(on, 4), 0, 1e-9) << "a power trip disarms";
+    pose.v[0] += 2;
+    EXPECT_NEAR(pull(on, 4), 10 * once, 1e-5) << "armed anew with other gains";
 }
 
-TEST(Interference, LatchesAnewAtEachEntryAndKeepsItsSums) {
-    for (int zone : {1, 2, 3})
-        for (int running : {0, 1}) {  // an identification run keeps the reference
-            start(101);
-            std::fill_n(mcb.dragLockP, 6, 0);
-            std::fill_n(mcb.dragLockI, 6, 0.1);
-            mcb.interfereDrag = 1;
-            tarn::solveX.flag = running;
-            const auto pull = [](int flag, int state = 4) {
-                mpb.interfereJointCubeFlag = static_cast<uint8_t>(flag);
-                mpb.state = state;
-                return through(tarn::interferenceStage)[0] - kInput[0];
-            };
-            EXPECT_NEAR(pull(zone), 0, 1e-9);
-            pose.v[0] += 2;
-            const double once = pull(zone);
-            EXPECT_LT(once, -0.1);
-            EXPECT_NEAR(pull(zone), 2 * once, 1e-6) << "summed";
-            EXPECT_EQ(pull(0), 0);
-            EXPECT_NEAR(pull(zone), (running + 2) * once, 1e-6);
-            EXPECT_EQ(pull(zone, 1), 0);
-            EXPECT_NEAR(pull(zone), running * once, 1e-6) << "armed anew, with empty sums";
-            tarn::solveX.flag = 0;
-        }
+TEST(DragLockAndZone, DisarmOutsideTheHandAndKeepTheirSumsUntilThen) {
+    expectPulls(0, 0,
+                {{1, 4, 2}, {0, 4, 0}, {0, 1, 0}, {2, 1, 0}, {0, 4, 0}, {1, 4, 3}, {1, 2, 0}, {1, 4, 0}});
+    for (int zone : {1, 2, 3}) {
+        expectPulls(zone, 0, {{zone, 4, 2}, {0, 4, 0}, {zone, 4, 2}, {zone, 1, 0}, {zone, 4, 0}});
+        expectPulls(zone, 1, {{zone, 4, 2}, {0, 4, 0}, {zone, 4, 3}, {zone, 1, 0}, {zone, 4, 10}});
+    }
 }
 
 TEST(Interference, LeavesTheDragInEachCycleInAZoneAndLogsIt) {
+    std::string log;
+    const auto collect = [&](int severity, const char* line) { log += std::to_string(severity) + line; };
+    tarn::host::drainLog(collect);
     for (int drag : {0, 1, 2, 3})
         for (int flag : {0, 1, 2, 3})
             for (int state : {1, 2, 3, 4}) {
@@ -243,18 +219,13 @@ TEST(Interference, LeavesTheDragInEachCycleInAZoneAndLogsIt) {
                 mcb.newTeachEnable = 0;
                 mcb.interfereDrag = static_cast<uint8_t>(drag);
                 mpb.interfereJointCubeFlag = static_cast<uint8_t>(flag);
-                std::string log;
-                const auto collect = [&](int severity, const char* line) {
-                    log += std::to_string(severity) + line;
-                };
-                tarn::host::drainLog(collect);
                 log.clear();
                 gravityTorqueControl(&pose);
                 tarn::host::drainLog(collect);
                 const bool leaves = drag == 2 && (flag == 1 || flag == 2) && state == 4;
                 EXPECT_EQ(fixture::callText().find("tmcDragSwitch 0") != std::string::npos, leaves);
-                EXPECT_EQ(log,
-                          leaves ? "2zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : 1" : "");
+                const char* text = "2zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : 1";
+                EXPECT_EQ(log, leaves ? text : "");
             }
 }
 

@@ -255,4 +255,48 @@ TARN_API int zvmcFTControl_Admittance(int i, double* m, double* b, double* k, do
 // x and y makes *thetaF no number, which stays in the filter. Returns 0. Cycle.
 TARN_API int zvmcFTNormal_estimation(double* thetaF, double* Fc);
 
+// ==== force collision guard
+//
+// Holds mpb.forceRCS against a band and reacts as mcb.collisionPauseFlag says; a hit ends in a fault, a pause
+// or stop, or a drag for a time, which gravityTorqueControl serves in mpb.state 4.
+
+// Arms (status 1) or disarms (0) the guard, and takes its settings either way: select[6], 1 for an axis that
+// is watched; the band from collision_Cur - collision_Min to collision_Cur + collision_Max, N and N m in R,
+// its limits inside. Arming takes sensor sensorNum of mpb.posSensorCtlList (0 to 255; 256 keeps the one in
+// use). Persists nothing; mpb.currentLine is set in any case. Returns 0; -1 for another status, with
+// zvCtlIOVALUEError in mcb.ioError, or without a fault for another sensorNum or a select above 1; -2 while
+// the sensor is not in use. Command.
+TARN_API int tmcCollisionStartStop(uint8_t status, int sensorNum, uint8_t* select,
+                                   FORCESENSOR_DATA collision_Cur, FORCESENSOR_DATA collision_Max,
+                                   FORCESENSOR_DATA collision_Min, int curLine);
+
+// The check of one cycle. With mcb.collisionPauseFlag 0, 1 and 5 the guard stays armed and reacts in each
+// cycle outside the band, else the first one disarms it; 5 raises no fault. Returns 0. Cycle, once, after
+// forceSensorDataProcess.
+TARN_API int collisionControl(void);
+
+// ==== force-and-torque drag
+//
+// In hand guiding under full dynamics (mpb.state 4, mcb.newTeachEnable 2) the sensor's force acts on the
+// joints as torque.
+
+// Starts (status 1) or stops (0) the drag, takes its settings and persists them all but status.
+// impedance_sign: 1 with damping of the joints, 0 without. LamdaGain[6]: by how much the arm feels the hand
+// on a joint, 1 for the hand alone; more than 5 becomes 5, in the array, too. BGain[6]: damping of the
+// joints, N m s/degree; more than 1 becomes 1, likewise. KGain[6]: kept, without effect. DragMaxTcpVel, mm/s,
+// DragMaxTcpOriVel, degrees/s: more of mpb.tcpvel or mpb.tcpOriVel for six cycles ends the drag, with
+// zvCtlTCPSpeedOver in mcb.motionAlarm. Returns 0; -1 for another status or impedance_sign or a negative
+// gain, with zvCtlIOVALUEError in mcb.ioError; -2 while the sensor is not in use. Command.
+TARN_API int zvmcForceAndTorqueDragStartStop(int status, int impedance_sign, double* LamdaGain, double* KGain,
+                                             double* BGain, double DragMaxTcpVel, double DragMaxTcpOriVel);
+
+// *dragStatus = flag of the end-force drag, *status = that of the force-and-torque drag. Returns 0. Command.
+TARN_API int zvmcGetForceAndTorqueDragState(int* dragStatus, int* status);
+
+// torque[6] = joint torques, N m, of mcb.forceControl.forceOriginEnd at the pose joint_pos[6], degrees, and
+// mpb.tC, with the damping of the drag where it is on; through a filter of 0.4 Hz that takes a sample a call.
+// A force up to 1 N and a moment up to 0.05 N m become zero in forceOriginEnd. Moments stay about the
+// sensor's origin. Types without a row of lengths take those of 101 to 200. Returns 0. Cycle.
+TARN_API int zvmcForceDataToTorque(double* joint_pos, double* torque);
+
 }  // extern "C"

@@ -15,6 +15,7 @@ BEGIN {
 
     # headers of subsystems that own state which other subsystems share
     shared["collision/after_collision.h"]
+    shared["collision/reactions.h"]
     shared["sensor/base_frame_snapshot.h"]
 }
 function exists(path,    line, found) {

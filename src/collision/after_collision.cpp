@@ -4,11 +4,14 @@
 #include <climits>
 #include <cmath>
 
+#include "collision/deviation.h"
+#include "support/joints.h"
 #include "support/to_integer.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tarntools/tools_log.h"
 #include "tmcforceblock.h"
+#include "zvmcforcesensorblock.h"
 
 namespace tarn {
 
@@ -43,6 +46,21 @@ void endReaction(int place, double& distanceErr) {
     distanceErr = 0;
     mcb.forceControl.collisionErrorState = 0;
     std::fill_n(afterCollision.ftCollisionData, 6, 0.0);
+}
+
+constexpr double kPushGain = 5.0;  // a force collision pushes back harder than one seen in the torques
+
+// A force collision that has just been raised: its time begins, with the torques of this instant.
+void takeForceCollisionOver(const CycleFrame& frame) {
+    FORCE_CONTROL& guard = mcb.forceControl;
+    if (guard.collisionErrorState != 1) return;
+    afterCollision.CollisionAfterTime = toInt(static_cast<double>(guard.collisionStateTime));
+    afterCollision.CollisionStartFlag = 1;
+    guard.collisionErrorState = 2;
+    zvmcForceDataToTorque(frame.q->v, afterCollision.ftCollisionData);
+    const JointTorques torques = jointTorques();
+    const int joints = armJoints();
+    for (int i = 0; i < joints; i++) afterCollision.forceCollisionError[i] = torques.precent[i] * kPushGain;
 }
 
 bool reacting() {
@@ -83,6 +101,7 @@ void pushBack(double (&gtorque)[6]) {
 }  // namespace
 
 void afterCollisionStage(CycleFrame& frame) {
+    takeForceCollisionOver(frame);
     if (!reacting()) return;
     countDown(afterCollision.CollisionAfterTime);
     if (afterCollision.CollisionStartFlag == 1) {

@@ -8,6 +8,7 @@
 #include "collision/torque_record.h"
 #include "collision/trace.h"
 #include "cycle/full_dynamics.h"
+#include "force_control/torque_drag.h"
 #include "guiding/stages.h"
 
 namespace tarn {
@@ -21,6 +22,7 @@ void coldStart() {
     coldStartTorqueRecord();      // delayed currents, excess of the band
     coldStartCustomThresholds();  // the debounce counters
     coldStartTrace();             // the number of rows, the flag of the printout
+    coldStartTorqueDrag();        // the count of its speed watch
     restartFullDynamics();        // the next cycle in that mode resets its filters
     coldStartGuiding();           // gains and regulators under the hand, and likewise for their filters
 }

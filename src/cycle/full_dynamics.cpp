@@ -10,6 +10,7 @@
 #include "collision/encoder_detector.h"
 #include "dynamics/measured_load.h"
 #include "dynamics/mounting.h"
+#include "force_control/torque_drag.h"
 #include "model/arm_shape.h"
 #include "model/parameter_sets.h"
 #include "model/type_table.h"
@@ -241,7 +242,7 @@ void fullDynamics(CycleFrame& frame) {
         zvmcdynfiltresert();
     }
     const FullDynamicsTorque model = fullDynamicsTorque(frame);
-    std::copy_n(model.joint_torque, armJoints(), frame.servor_torque.v);
+    torqueDragStage(frame, model.joint_torque, model.dragForceMAX);
 }
 
 void restartFullDynamics() { fullDynamicsState = {}; }

@@ -14,7 +14,7 @@ struct FullDynamicsTorque {
 // The model of the robot type at the frame's pose and load, in the commanded motion.
 FullDynamicsTorque fullDynamicsTorque(const CycleFrame& frame);
 
-// The stage: the model's torque becomes the frame's.
+// The stage: the model's torque becomes the frame's, less that of a force-and-torque drag.
 void fullDynamics(CycleFrame& frame);
 
 // The next cycle in this mode starts with fresh filters again.

@@ -12,6 +12,7 @@
 #include "collision/supervisor.h"
 #include "collision/torque_record.h"
 #include "collision/trace.h"
+#include "force_control/torque_drag.h"
 #include "numeric/filter_records.h"
 #include "support/cycle_guard.h"
 #include "support/fixture.h"
@@ -114,14 +115,15 @@ struct Bytes {  // of any state
 // Everything is filled, then what the trip clears is filled again: nothing may differ from before.
 TEST(Power, ATripClearsExactlyItsSet) {
     auto [s, a, r, power] = std::tie(tarn::supervisor, tarn::afterCollision, tarn::torqueRecord, tarn::powerLimit);
-    const Bytes all[] = {s, a, r, tarn::customThresholds, tarn::trace, tarn::momentumObserver, tarn::encoderDetector, saveMsgPrintfCount};
+    const Bytes all[] = {s, a, r, tarn::customThresholds, tarn::trace, tarn::momentumObserver, tarn::torqueDrag, tarn::encoderDetector, saveMsgPrintfCount};
     const Bytes set[] = {s.pauseResumeFlag, s.pauseResumeCount, s.collisionRecordFlag, a.forceCollisionError, a.ftCollisionData,
-                         r.currentBuff, r.percentSum, r.percentCount, tarn::customThresholds, tarn::trace, tarn::momentumObserver};
+                         r.currentBuff, r.percentSum, r.percentCount, tarn::customThresholds, tarn::trace, tarn::momentumObserver, tarn::torqueDrag};
     const struct { uint8_t servo, on; double limit; bool trips; } rows[] = {{1, 1, 199.999, true}, {1, 1, 200, false}, {1, 0, 0, false}, {0, 1, 0, false}};
     for (const auto& [servo, on, limit, trips] : rows) {
         fixture::start(103);
         mcb.newTeachEnable = 2;
         gravityTorqueControl(&mpb.j6);  // the first one in this mode has reset its filters
+        mcb.newTeachEnable = 0;         // in it the speed watch would clear its count anyway
         mcb.servoJTStatus = servo;
         mcb.collisionDetection.powerFlag = on;
         mcb.collisionDetection.powerLimit = limit;
@@ -141,6 +143,7 @@ TEST(Power, ATripClearsExactlyItsSet) {
         EXPECT_EQ(fixture::callText(), trips ? "tmcDragSwitch 0; Write_Log 2 zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : 5; " : "");
         EXPECT_EQ(mcb.cmdPointError, trips ? 0x10000015u : 0x10000000u);
         tarn::armFilters.filt4.j_pos[0][0] = 1;
+        mcb.newTeachEnable = 2;
         gravityTorqueControl(&mpb.j6);
         EXPECT_EQ(tarn::armFilters.filt4.j_pos[0][0], trips ? 0 : 1) << "the next cycle of full dynamics";
     }

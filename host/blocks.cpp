@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "model/type_table.h"
+#include "recent_current.h"
 #include "reset_motion.h"
 #include "tarnhal/thalintf.h"
 #include "tarnhost/defaults.h"
@@ -50,6 +51,11 @@ constexpr double kJointAccel = 1440.0;   // deg/s^2, for which the collision win
 constexpr float kCollisionLevel = 5.0F;  // middle of the range 1 to 10 that all detectors have
 constexpr int kCollisionCycles = 10;     // debounce of a torque deviation
 constexpr float kCollisionShare = 0.1F;  // threshold at level 1, of the rated motor torque
+
+// The library expects drives that feed 0.7 of a commanded current forward; the drives of this host take it
+// whole.
+constexpr double kExpectedShare = 0.7;
+constexpr double kFeedForward = 1.0;
 
 // Static torque weights of mode 1, by the adjusted ones.
 constexpr double kTeachGain[NUM_JNTS] = {1.43, 1.23, 1.23, 1.43, 1.43, 1.43};
@@ -118,9 +124,9 @@ void setDrivesAndFriction() {
 
     mcb.fricCompensationFlag = 1;
     setAll(mpb.friction_Free, 1.0F);
-    for (auto* gains :
-         {&mpb.ForDeadGain, &mpb.RevDeadGain, &mpb.ForFastGain, &mpb.RevFastGain, &mpb.jointDynFFRatio})
+    for (auto* gains : {&mpb.ForDeadGain, &mpb.RevDeadGain, &mpb.ForFastGain, &mpb.RevFastGain})
         setAll(*gains, 1.0);
+    setAll(mpb.jointDynFFRatio, kFeedForward / kExpectedShare);
     for (auto* gains : {&mcb.newTeachGainKf, &mcb.newTeachGainGAdj, &mcb.newTeachGainKfAdj})
         setAll(*gains, 1.0);
     std::copy_n(kTeachGain, NUM_JNTS, mcb.newTeachGain);
@@ -146,7 +152,8 @@ void setCollision() {
     zvmcJointDefaultTorque(rated);
     float* const threshold[NUM_JNTS] = {&mpb.j1CollisionValue, &mpb.j2CollisionValue, &mpb.j3CollisionValue,
                                         &mpb.j4CollisionValue, &mpb.j5CollisionValue, &mpb.j6CollisionValue};
-    for (int i = 0; i < NUM_JNTS; i++) *threshold[i] = kCollisionShare * rated[i];
+    for (int i = 0; i < NUM_JNTS; i++)
+        *threshold[i] = std::min(kCollisionShare * rated[i], static_cast<float>(MAXCOLLISIONVALUE));
 
     // reaction 5 within its ranges
     mcb.collisionDetection.safeTime = 1000;
@@ -165,6 +172,7 @@ void setDefaults(int robotType) {
     axleBus = {};
     drives = {};
     plannerValues = {};
+    forgetCurrents();
     resetMotion();
 
     mcb.robotType = robotType;

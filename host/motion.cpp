@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "planned_move.h"
+#include "recent_current.h"
 #include "record_call.h"
 #include "reset_motion.h"
 #include "support/to_integer.h"
@@ -227,6 +228,7 @@ bool startJog(int joint, double degPerSecond) {
 void stopJog() { mcb.jogControl.modeCTL = 0; }
 
 void serveRequests() {
+    keepCurrent();
     const unsigned asked = pending.exchange(0);
     if (asked & kStop) offered.store(false);  // a stop wins over a start
     serveState(asked);

@@ -46,10 +46,10 @@ CLI::Validator knownArm() {
     const auto check = [](const std::string& text) -> std::string {
         int type = 0;
         if (CLI::detail::lexical_cast(text, type) && 0 <= type && type <= MAXROBOTTYPENUM &&
-            hasGravityModel(type)) {
+            (armOf(type, GravityOnly) != nullptr || armOf(type, FullDynamics) != nullptr)) {
             return {};
         }
-        return fmt::format("{} is not a robot type with a gravity model", text);
+        return fmt::format("{} is not a robot type with a torque model", text);
     };
     return {check, "robot type"};
 }
@@ -88,12 +88,20 @@ void addRunOptions(CLI::App& run, Arguments& arguments) {
         ->check(within(0.1, 3600.0));
 }
 
+bool knowsArm(const Scenario& scenario, int robotType) {
+    return armOf(robotType, scenario.torqueModel) != nullptr;
+}
+
 // Puts the options together and checks what concerns several of them; the complaint, or nothing.
 std::string complete(Arguments& arguments, const CLI::App& run) {
     RunOptions& options = arguments.options;
     if (arguments.all != arguments.scenario.empty()) return "give either the name of a scenario or --all";
     if (!arguments.all && findScenario(arguments.scenario) == nullptr) {
         return fmt::format("no scenario {}; 'tarnsim list' shows them", arguments.scenario);
+    }
+    if (!arguments.all && !knowsArm(*findScenario(arguments.scenario), options.robotType)) {
+        return fmt::format("the torque model of {} knows no arm of type {}", arguments.scenario,
+                           options.robotType);
     }
     options.mount = *findMount(arguments.mount);
     if (run.count("--tilt") > 0) {
@@ -156,7 +164,7 @@ int main(int argc, char** argv) {
 
     if (list->parsed()) {
         for (const Scenario* scenario : scenarios())
-            fmt::print("{:<12} {}\n", scenario->name, scenario->sentence);
+            fmt::print("{:<14} {}\n", scenario->name, scenario->sentence);
         return kPass;
     }
     if (const std::string complaint = complete(arguments, *run); !complaint.empty()) {
@@ -166,7 +174,12 @@ int main(int argc, char** argv) {
     try {
         bool passed = true;
         for (const Scenario* scenario : scenarios()) {
-            if (arguments.all || arguments.scenario == scenario->name) passed &= runOne(*scenario, arguments);
+            if (!arguments.all && arguments.scenario != scenario->name) continue;
+            if (knowsArm(*scenario, arguments.options.robotType)) {
+                passed &= runOne(*scenario, arguments);
+            } else {
+                fmt::print("{}: left out, its torque model knows no arm of this type\n", scenario->name);
+            }
         }
         return passed ? kPass : kFail;
     } catch (const std::exception& error) {

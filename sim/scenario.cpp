@@ -14,9 +14,9 @@ namespace tarn::sim {
 namespace {
 
 constexpr const Scenario* kScenarios[] = {
-    &kHold,
-    &kGuide,
-    &kMove,
+    &kHold,         &kGuide,        &kGuideRegressor, &kDragLock,     &kInterference, &kMove,
+    &kRecordReplay, &kSensorAlarm,  &kWeigh,          &kIdentify,     &kCollide,      &kStaticCollide,
+    &kFalseAlarm,   &kHoldDynamics, &kGuideDynamics,  &kMoveDynamics,
 };
 
 constexpr std::size_t kProgressStep = 250;  // cycles
@@ -71,6 +71,8 @@ Simulation& Run::start(SimulationOptions setup) {
         settings.emplace_back(name, std::move(value));
     };
     set("Robot type", fmt::format("{} (parameter set {})", setup.robotType, plant.set.name));
+    constexpr const char* kModels[] = {"0 (gravity)", "1 (fitted regressor)", "2 (full dynamics)"};
+    set("Torque model", kModels[setup.torqueModel]);
     set("Mount", fmt::format("{} (install position {}, Y {:g} deg, Z {:g} deg)", setup.mount.name,
                              setup.mount.code, setup.mount.yAngle, setup.mount.zAngle));
     set("Gravity in the base frame, m/s^2", vectorText(plant.gravity));
@@ -97,6 +99,16 @@ void Run::advance(double seconds) {
     }
 }
 
+void Run::skip(double seconds) {
+    const long cycles = std::lround(seconds * 1000.0);
+    for (long n = 0; n < cycles; n++) {
+        simulation->cycle();
+        collectLog(*this, simulation->cycleStart());
+        if (progress && std::lround(simulation->time() * 1e3) % static_cast<long>(kProgressStep) == 0)
+            progress(simulation->time());
+    }
+}
+
 void Run::mark(const std::string& word) { events.push_back({simulation->time(), word}); }
 
 void Run::atMost(const std::string& name, double value, double limit, const std::string& unit) {
@@ -113,6 +125,7 @@ bool Run::passed() const {
 }
 
 void play(const Scenario& scenario, Run& run) {
+    run.options.torqueModel = scenario.torqueModel;
     double blowUps = 0.0;
     try {
         scenario.play(run, run.options.seconds.value_or(scenario.seconds));
@@ -146,6 +159,7 @@ Joints standingPose(const RunOptions& options) {
 SimulationOptions simulationOptions(const RunOptions& options) {
     SimulationOptions setup;
     setup.robotType = options.robotType;
+    setup.torqueModel = setup.plantModel = options.torqueModel;
     setup.mount = options.mount;
     setup.startPose = standingPose(options);
     setup.load = options.load;

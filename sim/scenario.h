@@ -27,6 +27,8 @@ struct RunOptions {
     double frictionScale = 1.0;
     std::optional<Joints> pose;     // deg
     std::optional<double> seconds;  // in place of the scenario's own duration; a motion takes its time
+
+    TorqueModel torqueModel = GravityOnly;  // the scenario's, set by play
 };
 
 // Passes when the value is at most the limit; a value that is not a number fails.
@@ -71,6 +73,7 @@ struct Run {
     // A second start puts another arm in the place of the first; the clock and the recording go on.
     Simulation& start(SimulationOptions setup);
     void advance(double seconds);
+    void skip(double seconds);  // the same, not recorded
     void mark(const std::string& word);
     void atMost(const std::string& name, double value, double limit, const std::string& unit);
     void tell(const std::string& name, double value, const std::string& unit);
@@ -82,6 +85,7 @@ struct Scenario {
     const char* sentence;
     double seconds;  // simulated time
     void (*play)(Run& run, double seconds);
+    TorqueModel torqueModel = GravityOnly;
 };
 
 std::span<const Scenario* const> scenarios();

@@ -16,6 +16,7 @@
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tmcforceblock.h"
+#include "zvmcforcesensorblock.h"
 
 namespace tarn::sim {
 namespace {
@@ -102,14 +103,14 @@ Pose mountSensor(const SimulationOptions& options) {
 // Fills the blocks as a controller has them after power-on with this arm, mount and load. It comes first in
 // the making of a simulation, since the rated torques that scale the plant's currents stand in the blocks.
 PlantOptions switchOn(const SimulationOptions& options) {
-    const ParameterSet* set = gravitySet(options.robotType);
-    if (set == nullptr) throw std::invalid_argument("the robot type has no gravity model");
+    const ParameterSet* set = armOf(options.robotType, options.plantModel);
+    if (set == nullptr) throw std::invalid_argument("the torque model has no arm of this robot type");
 
     host::setDefaults(options.robotType);
     mcb.robotInstallPos = options.mount.code;
     mcb.robotInstallYangle = options.mount.yAngle;
     mcb.robotInstallZangle = options.mount.zAngle;
-    mcb.newTeachEnable = 0;
+    mcb.newTeachEnable = options.torqueModel;
     mcb.fricCompensationFlag = options.frictionCompensation ? 1 : 0;
     mpb.state = TGEN_IDLE;
     mpb.loadWeight = options.load;
@@ -117,9 +118,9 @@ PlantOptions switchOn(const SimulationOptions& options) {
     mpb.loadWeightList[mpb.loadNum] = mpb.loadWeight;
     mpb.loadCoordList[mpb.loadNum] = mpb.loadCoord;
     std::fill(std::begin(how.currentSet), std::end(how.currentSet), std::int16_t{0});
+    zvmcSetAxleDeviceType(0);  // also ends what an earlier arm had announced
 
     PlantOptions plant;
-    // In mode 0 the library knows the arm by the set of its gravity model, so that one is the truth here.
     plant.set = *set;
     plant.zeroShift = jointZeroOffsetDeg(options.robotType);
     plant.gravity = gravityInBase(options.mount);
@@ -184,7 +185,12 @@ Vec3 baseToRoom(const Mount& mount, const Vec3& v) {
     return {std::cos(y) * ahead + std::sin(y) * v[2], left, -std::sin(y) * ahead + std::cos(y) * v[2]};
 }
 
-bool hasGravityModel(int robotType) { return gravitySet(robotType) != nullptr; }
+const ParameterSet* armOf(int robotType, TorqueModel model) {
+    if (model == FullDynamics) return dynamicsSet(robotType);
+    // a regressor was fitted to the arms of families A to D, but not to version 3
+    if (model == FittedRegressor && (robotType < 1 || robotType > 400 || robotType == 3)) return nullptr;
+    return gravitySet(robotType);
+}
 
 Simulation::Simulation(const SimulationOptions& options)
     : options_(options),
@@ -246,10 +252,15 @@ void Simulation::measure() {
     copy(mpb.j6, measured_);
     copy(mpb.j6vel, velocity_);
     copy(mpb.j6acc, acceleration);
+    const VECT before = mpb.t6.p;
     newFwdKinematics(&mpb.j6, &mpb.t6);
+    VECT step;
+    subtractVect(&step, &mpb.t6.p, &before);
+    mpb.tcpvel = normVect(&step) * 1000.0;  // mm/s
     std::copy(current_.begin(), current_.end(), how.currentFeedback);
     std::copy(encoders_.motor.begin(), encoders_.motor.end(), how.enc);
     std::copy(encoders_.output.begin(), encoders_.output.end(), how.HSEnc);
+    forceSensorDataProcess(sensorWords_.data());  // before all that reads the force
 }
 
 // The drives follow their set-point at once and exactly; with a position loop it is the feed-forward.
@@ -269,6 +280,7 @@ void Simulation::drive() {
 
 void Simulation::cycle() {
     measure();
+    if (options_.supervised) zvmcCheckForCollisionError();
     host::serveRequests();
     commanded_ = joints(mpb.jC);
     commandedVelocity_ = joints(mpb.jCvel);

@@ -32,11 +32,16 @@ const Mount* findMount(const std::string& name);  // nullptr: no such mount
 Vec3 gravityInBase(const Mount& mount);  // m/s^2
 Vec3 baseToRoom(const Mount& mount, const Vec3& v);
 
-// Whether the type has an arm that mode 0 of the torque cycle knows.
-bool hasGravityModel(int robotType);
+// Of the library's cycle, mcb.newTeachEnable.
+enum TorqueModel : std::uint8_t { GravityOnly = 0, FittedRegressor = 1, FullDynamics = 2 };
+
+// The arm of a robot type as a torque model knows it; nullptr: it has no torque for this type.
+const ParameterSet* armOf(int robotType, TorqueModel model);
 
 struct SimulationOptions {
     int robotType = 101;
+    TorqueModel torqueModel = GravityOnly;  // what the library is told
+    TorqueModel plantModel = GravityOnly;   // whose arm is the truth
     Mount mount = kMounts[0];
     Joints startPose{};                   // deg
     double load = 0.0;                    // kg, what the library is told
@@ -47,6 +52,7 @@ struct SimulationOptions {
     double inertiaScale = 1.0;            // of the tensors of the plant's links
     std::array<double, 6> loadInertia{};  // kg mm^2 about its center, flange axes: xx, xy, xz, yy, yz, zz
 
+    // Its words go to the library's intake in every cycle; it is in use once it is announced or switched on.
     ForceSensorOptions forceSensor;
     Vec3 sensorPlace{};  // mm, of the sensor in the flange frame
     Vec3 sensorTurn{};   // deg: a, b, c, the sensor's axes are turned by Rz(c) * Ry(b) * Rx(a)
@@ -61,6 +67,8 @@ struct SimulationOptions {
     // pose. They stand by in hand guiding. 0: the drives follow their current alone.
     double positionLoop = 0.0;
     bool frictionCompensation = true;  // what the library is told
+
+    bool supervised = false;  // the host runs the collision supervisor in every cycle
 
     double startTime = 0.0;  // s, where the clock starts
 };

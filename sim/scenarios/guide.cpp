@@ -8,12 +8,14 @@
 #include <cmath>
 #include <numbers>
 
+#include "model/type_table.h"
 #include "sim/hand.h"
 #include "sim/scenarios/scenarios.h"
 #include "sim/vectors.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tmcforceblock.h"
+#include "zvmctoolblock.h"
 
 namespace tarn::sim {
 namespace {
@@ -68,23 +70,65 @@ struct Pass {
     double behind;       // mm, of the flange from where the hand wants it
     double coast;        // mm, of the flange after the hand let go
     double restSpeed;    // mm/s, before hand guiding ends
-    double demand;       // 1/1000 of rated, largest of the plant's gravity and the compensation
+    double demand;       // 1/1000 of rated, largest of the plant's own torque and the compensation
     double offDemand;    // 1/1000 of rated, largest difference of the command
     double otherStates;  // cycles out of hand guiding while it was asked for
 };
 
-// What the cycle that has just run ought to have commanded, from the plant's own gravity.
+// The plant's own torque of the motion as the library sees it: in hand guiding nobody asks for acceleration.
+Joints modelTorque(const Simulation& simulation) {
+    if (simulation.options().torqueModel == GravityOnly)
+        return simulation.plant().gravityTorque(simulation.measured());
+    Joints velocity = simulation.commandedVelocity();
+    for (double& v : velocity) v *= 1000.0;  // deg/s
+    return simulation.plant().motionTorque(simulation.measured(), velocity, {});
+}
+
+// What the cycle that has just run ought to have commanded, from the plant's own torque.
 void compareCommand(const Simulation& simulation, Pass& pass) {
     double friction[6] = {};
     if (mcb.fricCompensationFlag == 1) frictionCompensation(&mpb.j6vel, friction);
-    const Joints gravity = simulation.plant().gravityTorque(simulation.measured());
+    const Joints model = modelTorque(simulation);
     for (int joint = 0; joint < 6; joint++) {
         const auto i = static_cast<std::size_t>(joint);
-        const double torque = gravity[i] + friction[i] * static_cast<double>(mpb.friction_Free[i]);
+        const double torque = model[i] + friction[i] * static_cast<double>(mpb.friction_Free[i]);
         const double needed = simulation.plant().currentOf(torque, joint);
         pass.demand = std::max(pass.demand, std::fabs(needed));
+        // fitted parameters are not the plant's
+        if (simulation.options().torqueModel == FittedRegressor) continue;
         pass.offDemand = std::max(pass.offDemand, std::fabs(simulation.currentSet()[i] - needed));
     }
+}
+
+// What an installer does once per arm in mode 1: weighs the static torque joint by joint, so that parameters
+// fitted to another arm of the family hold this one. The library takes these weights in its first cycle.
+struct Fitted {
+    int (*test)(double, double, Gain, TRSF, double*, double*, int);
+    int model;
+    bool endLoad;
+};
+constexpr TypeRow<Fitted> kFitted[] = {
+    {1, 100, {zvmcteachcontrolA_gravitytest, 1, true}},
+    {201, 300, {zvmcteachcontrolC_gravitytest, 201, true}},
+    {301, 400, {zvmcteachcontrolD_gravitytest, 301, true}},
+};
+constexpr Fitted kFittedB = {zvmcteachcontrolB_gravitytest, 102, false};
+
+void adjustGains(const Simulation& simulation) {
+    constexpr double kFelt = 5.0;  // N m; a joint with less gives no weight
+    const auto& [test, model, endLoad] = byType(kFitted, kFittedB, mcb.robotType);
+    const double q2 = -mcb.robotInstallYangle, q3 = mcb.robotInstallZangle;
+    Gain unit;
+    std::fill_n(unit.kp, 6, 1.0);
+    std::fill_n(unit.kf, 6, 1.0);
+    Joints pose = simulation.measured(), fitted{}, load{};
+    zvmcdynfiltresert();
+    test(q2, q3, unit, {}, pose.data(), fitted.data(), model);
+    if (endLoad) zvmcendload(q2, q3, pose.data(), {mpb.loadCoord, mpb.loadWeight}, load.data(), model);
+    zvmcdynfiltresert();  // the cycle starts by itself
+    const Joints needed = simulation.plant().gravityTorque(pose);
+    for (std::size_t i = 0; i < 6; i++)
+        if (std::fabs(fitted[i]) > kFelt) mcb.newTeachGain[i] = (needed[i] - load[i]) / fitted[i];
 }
 
 Pass guide(Run& run, bool compensation) {
@@ -92,6 +136,7 @@ Pass guide(Run& run, bool compensation) {
     setup.startPose = movingPose(run.options);
     setup.frictionCompensation = compensation;
     Simulation& simulation = run.start(setup);
+    if (setup.torqueModel == FittedRegressor) adjustGains(simulation);
     const auto flange = [&] { return vector(simulation.plant().tool().flange.origin); };
     const Eigen::Vector3d start = flange();
     const std::function<Vec3(double)> path = outAndBack(array(start));
@@ -150,8 +195,9 @@ void play(Run& run, double) {
                "mm/s");
     run.atMost("Largest current asked for", std::max(plain.demand, eased.demand), kCurrentLimit,
                "1/1000 of rated");
-    run.atMost("Command off gravity and compensation", std::max(plain.offDemand, eased.offDemand),
-               kCommandLimit, "1/1000 of rated");
+    if (run.options.torqueModel != FittedRegressor)
+        run.atMost("Command off model and compensation", std::max(plain.offDemand, eased.offDemand),
+                   kCommandLimit, "1/1000 of rated");
     run.atMost("Cycles in a wrong state", plain.otherStates + eased.otherStates, 0.0, "");
 }
 
@@ -162,6 +208,15 @@ const Scenario kGuide = {
     "A hand guides the arm along a curve, without and with compensation of friction, and lets go.",
     2.0 * kPassEnd,
     play,
+};
+
+const Scenario kGuideRegressor = {
+    "guide-regressor", "As guide, on the currents of the fitted regressor.", 2.0 * kPassEnd, play,
+    FittedRegressor,
+};
+
+const Scenario kGuideDynamics = {
+    "guide-dynamics", "As guide, on the currents of the full dynamics.", 2.0 * kPassEnd, play, FullDynamics,
 };
 
 }  // namespace tarn::sim

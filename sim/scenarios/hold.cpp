@@ -1,4 +1,4 @@
-// The arm stands on the currents of the gravity model alone: no position loop, brakes open.
+// The arm stands on the currents of the torque model alone: no position loop, brakes open.
 //
 // What is left is a creep. The currents are cut to whole thousandths of the rated torque, always toward zero,
 // so up to one thousandth is missing on each joint, and the friction at standstill, a very steep damper,
@@ -70,6 +70,10 @@ const Scenario kHold = {
     "The arm stands for 20 s on the currents of the gravity model alone and must not creep.",
     20.0,
     play,
+};
+
+const Scenario kHoldDynamics = {
+    "hold-dynamics", "As hold, on the currents of the full dynamics.", 20.0, play, FullDynamics,
 };
 
 }  // namespace tarn::sim

@@ -8,5 +8,18 @@ namespace tarn::sim {
 extern const Scenario kHold;
 extern const Scenario kGuide;
 extern const Scenario kMove;
+extern const Scenario kRecordReplay;
+extern const Scenario kSensorAlarm;
+extern const Scenario kWeigh;
+extern const Scenario kIdentify;
+extern const Scenario kCollide;
+extern const Scenario kStaticCollide;
+extern const Scenario kFalseAlarm;
+extern const Scenario kGuideRegressor;
+extern const Scenario kDragLock;
+extern const Scenario kInterference;
+extern const Scenario kHoldDynamics;
+extern const Scenario kGuideDynamics;
+extern const Scenario kMoveDynamics;
 
 }  // namespace tarn::sim

@@ -2,13 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 
+#include "runs.h"
 #include "sim/report.h"
-#include "sim/scenario.h"
+#include "sim/scenarios/scenarios.h"
 
 #pragma GCC diagnostic ignored "-Wmissing-field-initializers"  // options left out have defaults
 
@@ -16,46 +19,31 @@ using namespace tarn::sim;
 
 namespace {
 
-Run hold(const RunOptions& options) {
-    Run run;
-    run.options = options;
-    play(*findScenario("hold"), run);
-    return run;
-}
+Run hold(const RunOptions& options) { return runOf("hold", options); }
 
-// The verdicts that fail, with their numbers.
-std::string failures(const Run& run) {
-    std::ostringstream text;
-    for (const Verdict& v : run.verdicts)
-        if (!v.pass) text << v.name << " " << v.value << " over " << v.limit << " " << v.unit << "; ";
-    return text.str();
-}
+// Scenarios of one step each.
+void fine(Run& run, double) { run.atMost("mean", 0.0, 1.0, ""); }
+void noNumber(Run& run, double) { run.atMost("mean", std::nan(""), 1.0, ""); }
+void blowUp(Run&, double) { throw PlantError("far out"); }
 
-bool fails(const Run& run, const std::string& name) { return failures(run).find(name) != std::string::npos; }
-
-std::string contents(const std::filesystem::path& file) {
-    std::ostringstream text;
-    text << std::ifstream(file, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-struct Family : testing::TestWithParam<int> {};
+struct Family : testing::TestWithParam<std::tuple<const char*, int>> {};
 
 }  // namespace
 
 TEST_P(Family, HoldsOnEveryMountWithAndWithoutLoad) {
-    const int type = GetParam();
+    const auto [scenario, type] = GetParam();
     RunOptions options{.robotType = type, .seed = static_cast<std::uint64_t>(type)};
+    if (scenario != kHold.name) options.seconds = 5.0;  // a creep shows in one
     for (const Mount& mount : kMounts) {
-        // on other mounts these two are served with another arm's gravity
-        if ((type == 901 || type == 903) && mount.code != 3) continue;
+        // on other mounts the gravity model serves these two with another arm's
+        if (scenario == kHold.name && (type == 901 || type == 903) && mount.code != 3) continue;
         options.mount = mount;
         if (mount.code == 3) {
             options.mount.yAngle = 35.0 + type % 7 * 20.0;
             options.mount.zAngle = -160.0 + type % 5 * 70.0;
         }
         for (options.load = 0.0; options.load <= 3.0; options.load += 3.0, options.seed++) {
-            const auto run = hold(options);
+            const auto run = runOf(scenario, options);
             EXPECT_TRUE(run.passed()) << mount.name << ", " << options.load << " kg, seed " << options.seed
                                       << ": " << failures(run);
         }
@@ -63,8 +51,13 @@ TEST_P(Family, HoldsOnEveryMountWithAndWithoutLoad) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Hold, Family,
-                         testing::Values(1, 3, 101, 103, 201, 301, 401, 702, 703, 901, 903, 1001),
-                         testing::PrintToStringParamName());
+                         testing::Combine(testing::Values(kHold.name),
+                                          testing::Values(1, 3, 101, 103, 201, 301, 401, 702, 703, 901, 903,
+                                                          1001)));
+INSTANTIATE_TEST_SUITE_P(HoldDynamics, Family,
+                         testing::Combine(testing::Values(kHoldDynamics.name),
+                                          testing::Values(2, 3, 101, 201, 302, 401, 501, 701, 703, 801, 901,
+                                                          902, 903, 1001)));
 
 TEST(Hold, TypicalCaseHoldsForTheFullTime) {
     const auto run = hold({.load = 5.0});
@@ -100,6 +93,15 @@ TEST(Hold, RepeatsBitByBitAndBySeed) {
     const auto first = measured(7);
     EXPECT_EQ(first, measured(7));
     EXPECT_NE(first[kMeasured], measured(8)[kMeasured]);
+}
+
+// A scenario that measures nothing, or that the engine gave up on, has not passed.
+TEST(Scenario, FailsByWhatIsNoNumberAndByABlowUp) {
+    EXPECT_TRUE(runOf(Scenario{"fine", "", 1.0, fine}, {}).passed());
+    EXPECT_EQ(failures(runOf(Scenario{"mean", "", 1.0, noNumber}, {})), "mean nan over 1 ; ");
+    const auto run = runOf(Scenario{"far", "", 1.0, blowUp}, {});
+    EXPECT_TRUE(fails(run, "Blow-ups")) << failures(run);
+    EXPECT_EQ(run.log.back().severity + " " + run.log.back().text, "fatal far out");
 }
 
 TEST(Report, KeepsASpikeOfOneSampleAndEscapesText) {

@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "runs.h"
 #include "sim/hand.h"
 #include "sim/simulation.h"
 #include "sim/vectors.h"
@@ -24,23 +25,6 @@ namespace {
 constexpr double kRadian = std::numbers::pi / 180.0;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr int kType = 101;
-
-struct Draw {
-    std::mt19937 generator{20240911};
-    double operator()(double low, double high) {
-        return std::uniform_real_distribution<double>(low, high)(generator);
-    }
-    Joints pose() {
-        Joints q;
-        for (double& angle : q) angle = (*this)(-180.0, 180.0);
-        return q;
-    }
-    Vec3 vec(double size) {
-        Vec3 v;
-        for (double& x : v) x = (*this)(-size, size);
-        return v;
-    }
-};
 
 // The flange in the base frame, m, by the host's kinematics.
 Eigen::Isometry3d flangeAt(const Joints& q) {

@@ -9,11 +9,11 @@
 #include <cmath>
 #include <filesystem>
 #include <numbers>
-#include <random>
 #include <set>
 #include <vector>
 
 #include "model/arm_shape.h"
+#include "runs.h"
 #include "sim/simulation.h"
 #include "tarnhost/kinematics.h"
 #include "tmcforceblock.h"
@@ -38,18 +38,6 @@ std::vector<int> typesOfAllSets() {
     }
     return types;
 }
-
-struct Draw {
-    std::mt19937 generator{20240607};
-    double operator()(double low, double high) {
-        return std::uniform_real_distribution<double>(low, high)(generator);
-    }
-    Joints pose() {
-        Joints q;
-        for (double& angle : q) angle = (*this)(-180.0, 180.0);
-        return q;
-    }
-};
 
 // M as the sum over the bodies of Jv^T m Jv + Jw^T I Jw, with the load as a point mass on the flange.
 Matrix6 naiveMassMatrix(const PlantOptions& options, const Joints& q) {

@@ -7,10 +7,12 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "runs.h"
 #include "sim/hand.h"
 #include "sim/report.h"
-#include "sim/scenario.h"
 #include "tarnhal/thalintf.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
@@ -21,32 +23,11 @@ using namespace tarn::sim;
 
 namespace {
 
-Run runOf(const std::string& name, const RunOptions& options) {
-    Run run;
-    run.options = options;
-    play(*findScenario(name), run);
-    return run;
-}
-
-// The verdicts that fail, with their numbers.
-std::string failures(const Run& run) {
-    std::ostringstream text;
-    for (const Verdict& v : run.verdicts)
-        if (!v.pass) text << v.name << " " << v.value << " over " << v.limit << " " << v.unit << "; ";
-    return text.str();
-}
-
 double valueOf(const Run& run, const std::string& name) {
     for (const Verdict& v : run.verdicts)
         if (v.name == name) return v.value;
     ADD_FAILURE() << "no verdict " << name;
     return NAN;
-}
-
-std::string contents(const std::filesystem::path& file) {
-    std::ostringstream text;
-    text << std::ifstream(file, std::ios::binary).rdbuf();
-    return text.str();
 }
 
 // A second arm took the place of the first half-way: same start, and no step in the clock.
@@ -65,12 +46,28 @@ const RunOptions kCases[] = {
     {.robotType = 703, .seed = 9, .mount = kMounts[2], .load = 1.0},
 };
 
+// Both shapes and the built-in arm; gravity alone has no torque for the last two.
+const RunOptions kDynamicsCases[] = {
+    {.mount = kMounts[3], .load = 2.0},
+    {.robotType = 302, .seed = 4, .mount = kMounts[1]},
+    {.robotType = 701, .mount = kMounts[2], .load = 1.0},
+    {.robotType = 801, .seed = 3, .mount = kMounts[3], .load = 2.0},
+    {.robotType = 902, .seed = 5, .mount = kMounts[1], .load = 3.0},
+};
+
+std::vector<std::pair<const char*, RunOptions>> guidings() {
+    std::vector<std::pair<const char*, RunOptions>> all;
+    for (const RunOptions& options : kCases) all.emplace_back("guide", options);
+    for (const RunOptions& options : kDynamicsCases) all.emplace_back("guide-dynamics", options);
+    return all;
+}
+
 }  // namespace
 
 TEST(Guide, CompensationEasesTheHand) {
-    for (const RunOptions& options : kCases) {
-        const auto run = runOf("guide", options);
-        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+    for (const auto& [name, options] : guidings()) {
+        const auto run = runOf(name, options);
+        EXPECT_TRUE(run.passed()) << name << " " << options.robotType << ": " << failures(run);
         expectTwoPasses(run);
 
         // the hand's mean force from what was recorded of it
@@ -83,6 +80,24 @@ TEST(Guide, CompensationEasesTheHand) {
         }
         EXPECT_NEAR(valueOf(run, "Hand's mean force, with over without"), 100.0 * mean[1] / mean[0], 0.1);
         EXPECT_GT(mean[1], 0.0);
+    }
+}
+
+// The library takes the weights of the regressor once, so there is one arm in a process.
+TEST(Guide, WorksOnTheFittedRegressor) {
+    const auto run = runOf("guide-regressor", {.robotType = 1, .mount = kMounts[3], .load = 2.0});
+    EXPECT_TRUE(run.passed()) << failures(run);
+}
+
+TEST(Resistance, IsWhatTheGainsAskForOnTheArmsWithARegulator) {
+    for (const char* name : {"drag-lock", "interference"}) {
+        for (const RunOptions& options : {RunOptions{.robotType = 1, .load = 1.0}, kCases[2]}) {
+            const auto run = runOf(name, options);
+            EXPECT_TRUE(run.passed()) << name << " " << options.robotType << ": " << failures(run);
+        }
+        // another arm's Jacobian, and none
+        for (int type : {703, 401})
+            EXPECT_TRUE(fails(runOf(name, {.robotType = type}), "off that of the gain"));
     }
 }
 
@@ -141,6 +156,66 @@ TEST(Move, FailsWithFeedForwardOfFrictionThatIsNotThere) {
     EXPECT_NE(failures(run).find("Tracking error, with over without"), std::string::npos) << failures(run);
 }
 
+TEST(MoveDynamics, FeedForwardAloneTakesTheArmAlong) {
+    for (const RunOptions& options : kDynamicsCases) {
+        const auto run = runOf("move-dynamics", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        const bool compared = options.robotType < 800;
+        ASSERT_EQ(run.recording.size(), compared ? 24000U : 12000U);
+        // the currents are the feed-forward in the first six seconds, and tell how far the arm was off
+        double error = 0.0;
+        for (std::size_t k = 0; k < 6000; k++)
+            for (std::size_t i = 0; i < 6; i++)
+                error = std::max(error, std::fabs(run.recording.values[kCommanded][k][i] -
+                                                  run.recording.values[kMeasured][k][i]));
+        EXPECT_NEAR(valueOf(run, "Tracking error of the feed-forward alone"), error, 1e-9);
+        EXPECT_EQ(compared, std::any_of(run.verdicts.begin(), run.verdicts.end(), [](const Verdict& v) {
+                      return v.name == "Feed-forward alone, full over gravity" && v.value > 0.0;
+                  }));
+    }
+    for (const RunOptions& wrong : {RunOptions{.frictionScale = 0.7}, RunOptions{.loadError = 1.0}}) {
+        const auto run = runOf("move-dynamics", wrong);
+        EXPECT_TRUE(fails(run, "Tracking error of the feed-forward alone")) << failures(run);
+        EXPECT_TRUE(fails(run, "Feed-forward alone, full over gravity")) << failures(run);
+    }
+}
+
+TEST(SensorAlarm, ClosesTheDragsAndTheForceGoesOn) {
+    for (const RunOptions& options : kCases) {
+        const auto run = runOf("sensor-alarm", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+    }
+    const auto heavy = runOf("sensor-alarm", {.load = 1.0, .loadError = 0.3});
+    EXPECT_NE(failures(heavy).find("Compensated force"), std::string::npos) << failures(heavy);
+}
+
+TEST(Weigh, FindsTheToolAndTakesItOff) {
+    for (const RunOptions& options : {kCases[1], kCases[2], RunOptions{.loadError = 1.0}}) {
+        const auto run = runOf("weigh", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+
+        // an offset and a tool of tens of newtons before the weighing, noise and counts at rest in the end
+        const std::vector<Joints>& left = run.recording.values[groups().size() + 1];
+        const auto norm = [](const Joints& f) { return std::hypot(f[0], f[1], f[2]); };
+        double most = 0.0;
+        for (const Joints& f : left) most = std::max(most, norm(f));
+        EXPECT_GT(most, 20.0);
+        EXPECT_LT(norm(left.back()), 1.5);
+    }
+}
+
+// What hangs on the arm is found, told of or not; an arm on a ceiling is none that the identification knows.
+TEST(Identify, FindsTheLoadOnTheFloor) {
+    for (const RunOptions& options :
+         {RunOptions{}, RunOptions{.load = 1.0, .loadCenter = {-40, 30, 20}, .loadError = 1.0},
+          RunOptions{.robotType = 702, .load = 2.0, .frictionScale = 2.0}}) {
+        const auto run = runOf("identify", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        EXPECT_GT(valueOf(run, "Mass off"), 0.0);
+    }
+    EXPECT_EQ(runOf("identify", {.mount = kMounts[2]}).verdicts.size(), 2U);
+}
+
 // In hand guiding the drives follow their currents alone, and leaving it does not pull the arm back.
 TEST(PositionLoop, StandsByInHandGuiding) {
     Simulation simulation({.startPose = {30.0, -60.0, 80.0, -110.0, -90.0, 30.0}, .positionLoop = 15.0});
@@ -173,14 +248,48 @@ TEST(PositionLoop, StandsByInHandGuiding) {
     for (std::size_t i = 0; i < 6; i++) EXPECT_NEAR(simulation.measured()[i], guided[i], 0.2);
 }
 
+TEST(RecordReplay, TellsAHandFromTheProgramsOwnRuns) {
+    for (const RunOptions& options : kCases) {
+        const auto run = runOf("record-replay", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+    }
+}
+
+TEST(Collide, EveryReactionEndsAsTold) {
+    for (const RunOptions& options : {kCases[0], kCases[2]}) {
+        const auto run = runOf("collide", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+    }
+    EXPECT_TRUE(fails(runOf("collide", {.loadError = 8.0}), "ahead of the touch"));
+}
+
+TEST(StaticCollide, GivesWayAndStandsAgain) {
+    for (const RunOptions& options : kCases) {
+        const auto run = runOf("static-collide", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+    }
+}
+
+TEST(FalseAlarm, SpeaksUpForAWrongLoadAlone) {
+    for (RunOptions options : kCases) {
+        options.seconds = 10.0;
+        const auto run = runOf("false-alarm", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+    }
+    EXPECT_TRUE(
+        fails(runOf("false-alarm", {.loadError = 8.0, .seconds = 10.0}), "False alarms without load"));
+}
+
 // The blocks and the library's state are the process's own: a run must not show in the next.
 TEST(Scenarios, LeaveNothingBehind) {
     const auto stand = [] {
         return runOf("hold", {.seed = 7, .load = 3.0, .seconds = 1.0}).recording.values;
     };
     const auto first = stand();
-    for (const char* name : {"guide", "move"}) {
-        runOf(name, {.robotType = 401});
+    for (const char* name :
+         {"guide", "move", "guide-dynamics", "move-dynamics", "record-replay", "sensor-alarm", "weigh",
+          "identify", "collide", "static-collide", "false-alarm", "drag-lock", "interference"}) {
+        runOf(name, {.robotType = 401, .seconds = 2.0});
         EXPECT_EQ(first, stand()) << "after " << name;
     }
 }

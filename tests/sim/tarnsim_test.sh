@@ -28,12 +28,21 @@ expect 0 list
 says hold
 says guide
 says move
+says record-replay
+says sensor-alarm
+says weigh
+says identify
+for name in collide static-collide false-alarm; do says $name; done
+says hold-dynamics
+says guide-dynamics
+says move-dynamics
 expect 0 --help
 expect 0 run hold --seconds 2 --robot-type 1001 --mount ceiling --load 20 --out "$folder/a"
 says a/hold.html
 [ -s "$folder/a/hold.html" ] && [ -s "$folder/a/hold.csv" ] || { echo "no files"; failed=1; }
 [ "$(head -c 12 "$folder/a/hold.csv")" = time_s,jC_de ] || { echo "no heading row"; failed=1; }
 expect 0 run --all --seconds 2 --seed 3 --out "$folder/b"
+expect 0 run hold-dynamics --seconds 2 --robot-type 902 --out "$folder/d"
 expect 1 run hold --seconds 2 --load 2 --load-error 1 --out "$folder/c"
 says FAIL
 [ -s "$folder/c/hold.html" ] || { echo "no page of a failed run"; failed=1; }

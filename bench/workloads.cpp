@@ -14,6 +14,8 @@
 #include "tarnhal/thalintf.h"
 #include "tarnhost/defaults.h"
 #include "tarnhost/kinematics.h"
+#include "tarnhost/planner_values.h"
+#include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tmcforceblock.h"
 #include "zvmcforcesensorblock.h"
@@ -54,6 +56,19 @@ void prepareArm(int robotType) {
     mcb.fricCompensationFlag = 0;
 }
 
+void setFullDynamics() {
+    mcb.newTeachEnable = 2;
+    for (int i = 0; i < NUM_JNTS; i++) {
+        mpb.jCvel.v[i] = velocity[0].v[i];
+        mpb.jCacc.v[i] = mpb.jCaccRaw.v[i] = 1e-4 * std::cos(i);
+    }
+}
+
+void prepareFullDynamics(int robotType) {
+    prepareArm(robotType);
+    setFullDynamics();
+}
+
 void prepareDrag(int robotType) {
     prepareArm(robotType);
     mpb.state = TGEN_DRAG;
@@ -62,6 +77,23 @@ void prepareDrag(int robotType) {
         mpb.ForDeadGain[i] = mpb.RevDeadGain[i] = mpb.ForFastGain[i] = mpb.RevFastGain[i] = 1.0;
         mpb.friction_Free[i] = 0.5F;
     }
+}
+
+void prepareFullDynamicsDrag(int robotType) {
+    prepareDrag(robotType);
+    setFullDynamics();
+}
+
+void prepareRegressorDrag(int robotType) {
+    prepareDrag(robotType);
+    mcb.newTeachEnable = 1;
+}
+
+// Each state is another pose, so that the regulators have something to pull at.
+void prepareLockedDrag(int robotType) {
+    prepareDrag(robotType);
+    mcb.dragLockEnable = 1;
+    std::fill_n(mcb.dragLockP, NUM_JNTS, 1.0);
 }
 
 // ---- the same arm in KDL, with the load as part of the last link
@@ -166,6 +198,36 @@ void butterworthSample(int state) {
     zvmcButterWorthFiltProcessData(&butterworth, pose[state].v[0], &filtered, 0);
 }
 
+// One axis of force control: tuner, regulator, learning, compliance.
+void prepareRegulators(int) {
+    fillStates();
+    mcb.forceControl.constForceValue.fz = -20.0;
+    PIDInit(&mcb.forceControl.constForceFz, 0.002, 1e-5, 1e-4);
+    zvmcILCinit(&mcb.forceControl.ilcconstForceFz, 0.0, 0.0, 1);
+    mcb.forceControl.grindingToolR = 40.0;
+    mpb.TOOL.p = {5.0, -3.0, 120.0};
+}
+
+void regulateAxis(int state) {
+    FORCE_CONTROL& force = mcb.forceControl;
+    if (state == 0) zvmcILCreset();
+    mpb.forceRCS.fz = -20.0 + 50.0 * velocity[state].v[0];
+    const double error = mpb.forceRCS.fz - force.constForceValue.fz;
+    double step, learned;
+    zvmcPIDAdjust(21, 0.0, &force.constForceFz);
+    PIDCalc(&force.constForceFz, error, &step);
+    zvmcILCcontrol(&force.ilcconstForceFz, error, &learned);
+    force.dzSum += step + learned;
+    Compliancecontrol(0.01, 30.0, mpb.forceRCS.fz, 1, force.dzSum, &force.dzSum);
+}
+
+void estimateNormal(int state) {
+    const double* moments = velocity[state].v;
+    mcb.forceControl.forceOriginEnd = {0.0, 0.0, -20.0, moments[0], moments[1], moments[2]};
+    double angle, tangential;
+    zvmcFTNormal_estimation(&angle, &tangential);
+}
+
 // The arm in meters, and its Jacobian: by rows, and by columns in single precision.
 struct OurArm {
     double alpha[6], a[6], d[6];
@@ -216,6 +278,21 @@ void jacobianClosedForm(int state) {
 
 void jacobianSingle(int state) { velocityJacob(ours.paramDH, ours.qSingle[state], ours.jacobianSingle); }
 
+float mobility;
+
+void mobilityLeft(int) { mobility = testOutTrans(ours.jacobianSingle); }
+
+void prepareMobility(int robotType) {
+    prepareJacobian(robotType);
+    jacobianSingle(0);
+}
+
+void constraintForce(int state) {
+    mpb.jC = pose[state];
+    double Fv[6] = {};
+    zvmcConstraintsAdmittance(Fv, 0.0);
+}
+
 void endVelocity(int state) {
     JNTS q = pose[state];
     double end[6] = {0.1, 0.2, -0.1, 0.3, 0.2, 0.1};
@@ -263,7 +340,136 @@ void inverseKinematicsHost(int state) {
     host::inverseFlangePose(mcb.robotType, targets.flange[state], targets.reference[state], torque.v);
 }
 
+// The force sensor in use on a loaded tool, its reading wanted in the tool's frame.
+void prepareSensor(int robotType) {
+    prepareArm(robotType);
+    mpb.jC = pose[0];
+    newFwdKinematics(&mpb.jC, &mpb.tC);
+    mcb.fsCompanyID = 16;
+    mpb.forceSensorLoadWeight = load.mass;
+    mpb.forceSensorLoadCoord = load.cmc;
+    mcb.forceControl.forceSensorRcs = 2;
+    mcb.forceControl.forceSensorAct = 1;
+}
+
+void sensorIntake(int state) {
+    int32_t words[6];
+    for (int i = 0; i < 6; i++) words[i] = 37 * state * (i - 3);
+    forceSensorDataProcess(words);
+}
+
+// Guided by the force of a hand that pushes about as hard in any direction.
+void prepareTorqueDrag(int robotType) {
+    prepareFullDynamicsDrag(robotType);
+    mpb.jC = pose[0];
+    newFwdKinematics(&mpb.jC, &mpb.tC);
+    ForceAndTorqueDrag& drag = mcb.forceControl.forceandtorquedrag;
+    drag.status = drag.impedance_sign = 1;
+    drag.DragMaxTcpVel = drag.DragMaxTcpOriVel = 1e9;
+    std::fill_n(drag.LamdaGain, NUM_JNTS, 2.0);
+    std::fill_n(drag.BGain, NUM_JNTS, 0.1);
+}
+
+FORCESENSOR_DATA handForce(int state) {
+    const double* share = pose[state].v;  // -180 to 180
+    return {0.2 * share[0],  0.2 * share[1],  0.2 * share[2],
+            0.02 * share[3], 0.02 * share[4], 0.02 * share[5]};
+}
+
+void torqueDragCycle(int state) {
+    mcb.forceControl.forceOriginEnd = handForce(state);
+    mpb.j6vel = velocity[state];
+    gravityTorqueControl(&pose[state]);
+}
+
+void mapForce(int state) {
+    mcb.forceControl.forceOriginEnd = handForce(state);
+    zvmcForceDataToTorque(pose[state].v, torque.v);
+}
+
+// Watching, and outside the band in every cycle of an arm that is not in motion.
+void prepareForceGuard(int robotType) {
+    prepareSensor(robotType);
+    FORCE_CONTROL& guard = mcb.forceControl;
+    guard.collisionFlag = 1;
+    std::fill_n(guard.collisionSelect, NUM_JNTS, uint8_t{1});
+    guard.collisionMax = guard.collisionMin = {1e3, 1e3, 1e3, 1e3, 1e3, 1e3};
+}
+
+void prepareForceCollision(int robotType) {
+    prepareForceGuard(robotType);
+    mcb.forceControl.collisionMax.fx = -1e3;
+    mcb.collisionPauseFlag = 5;
+    mpb.state = TGEN_IDLE;
+}
+
+void guardForce(int state) {
+    mpb.forceRCS = handForce(state);
+    collisionControl();
+}
+
+// The guard's hit, and the cycle that takes it over.
+void forceCollision(int state) {
+    guardForce(state);
+    gravityTorqueControl(&pose[state]);
+}
+
 void frictionCurves(int state) { frictionCompensation(&velocity[state], friction); }
+
+// In the middle of a motion, far inside every band.
+void prepareSupervisor(int robotType) {
+    prepareArm(robotType);
+    mpb.ci = {500, 1000};
+    std::fill_n(host::plannerValues.collisionRatio, NUM_JNTS, 1e6F);
+    std::fill_n(mcb.collisionDetection.jointDetectionThreshold, NUM_JNTS, 1e6F);
+    std::fill_n(mcb.collisionDetection.tcpDetectionThreshold, NUM_JNTS, 1e9F);
+}
+
+void prepareSupervisorTcp(int robotType) {
+    prepareSupervisor(robotType);
+    mcb.collisionDetection.CustomCollisionFlag = 3;
+}
+
+void supervise(int state) {
+    mpb.jC = pose[state];
+    mpb.jCvel = velocity[state];
+    for (int i = 0; i < NUM_JNTS; i++) how.currentFeedback[i] = static_cast<int16_t>(37 * (i - 3) + state);
+    zvmcCheckForCollisionError();
+}
+
+// A step of the commanded acceleration a call keeps the window of widened limits open.
+void superviseWindow(int state) {
+    mpb.jCaccRaw.v[0] = state % 2 == 0 ? 1e-3 : -1e-3;
+    supervise(state);
+}
+
+// A motion with the dual-encoder detector past its warm-up; gears that twist from cycle to cycle.
+void prepareDetector(int robotType) {
+    prepareFullDynamics(robotType);
+    mpb.collisionMode = 1;
+    mcb.collisionPauseFlag = 1;
+    std::fill_n(mpb.collisionLevel, NUM_JNTS, 10.0F);
+}
+
+void detectorCycle(int state) {
+    mpb.j6vel = velocity[state];
+    for (int i = 0; i < NUM_JNTS; i++) how.HSEnc[i] = 37 * (i - 3) + state % 7;
+    gravityTorqueControl(&pose[state]);
+}
+
+void prepareTorqueServo(int robotType) {
+    prepareArm(robotType);
+    mcb.servoJTStatus = 1;
+    mcb.collisionDetection.powerFlag = 1;
+    mcb.collisionDetection.powerLimit = 1e9;
+}
+
+void observeMomentum(int state) {
+    static double terms[36];
+    double rr[NUM_JNTS];
+    mpb.j6vel = velocity[state];
+    zvmcMomentumObserver(state % NUM_JNTS, pose[state].v, terms, terms, terms, terms, rr);
+}
 
 void wholeCycle(int state) {
     mpb.j6vel = velocity[state];
@@ -290,21 +496,45 @@ const std::vector<Workload>& workloads() {
         {"inv", "eigen/inverse", 0, prepareMatrices, inverseOurs},
         {"Loadbuttord/six", "", 103, prepareArm, filterSection},
         {"zvmcButterWorthFiltProcessData", "", 0, prepareButterworth, butterworthSample},
+        {"forceRegulators/axis", "", 0, prepareRegulators, regulateAxis},
+        {"zvmcFTNormal_estimation", "", 0, prepareRegulators, estimateNormal},
         {"kdl/jacobian/103", "", 103, prepareKdl, jacobianKdl},
         {"Jacobian_com/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianOurs},
         {"Jacobian_com/103/any", "kdl/jacobian/103", 103, prepareJacobianAnyChain, jacobianOurs},
         {"zvB_jacob/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianClosedForm},
         {"velocityJacob/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianSingle},
+        {"testOutTrans/103", "kdl/jacobian/103", 103, prepareMobility, mobilityLeft},
+        {"zvmcConstraintsAdmittance/103", "kdl/jacobian/103", 103, prepareArm, constraintForce},
         {"EndvelToJointvel/103", "", 103, prepareArm, endVelocity},
         {"kdl/inverseKinematics/103", "", 103, prepareTargets, inverseKinematicsKdl},
         {"host/inverseKinematics/103", "kdl/inverseKinematics/103", 103, prepareTargets,
          inverseKinematicsHost},
+        {"forceSensorDataProcess/off", "", 103, prepareArm, sensorIntake},
+        {"forceSensorDataProcess", "", 103, prepareSensor, sensorIntake},
+        {"collisionControl", "", 103, prepareForceGuard, guardForce},
+        {"zvmcForceDataToTorque/103", "", 103, prepareTorqueDrag, mapForce},
         {"frictionCompensation/103", "", 103, prepareArm, frictionCurves},
         {"frictionCompensation/103/drag", "", 103, prepareDrag, frictionCurves},
+        {"zvmcCheckForCollisionError/103", "", 103, prepareSupervisor, supervise},
+        {"zvmcCheckForCollisionError/103/window", "", 103, prepareSupervisor, superviseWindow},
+        {"zvmcCheckForCollisionError/103/tcp", "", 103, prepareSupervisorTcp, supervise},
+        {"zvmcCheckForCollisionError/103/window/tcp", "", 103, prepareSupervisorTcp, superviseWindow},
         {"gravityTorqueControl/103/quiet", "", 103, prepareArm, wholeCycle},
         {"gravityTorqueControl/103/all", "", 103, prepareDrag, wholeCycle},
         {"gravityTorqueControl/1001/quiet", "", 1001, prepareArm, wholeCycle},
         {"gravityTorqueControl/1001/all", "", 1001, prepareDrag, wholeCycle},
+        {"gravityTorqueControl/1/regressor", "", 1, prepareRegressorDrag, wholeCycle},
+        {"gravityTorqueControl/103/regressor", "", 103, prepareRegressorDrag, wholeCycle},
+        {"gravityTorqueControl/103/dragLock", "", 103, prepareLockedDrag, wholeCycle},
+        {"gravityTorqueControl/103/full/quiet", "", 103, prepareFullDynamics, wholeCycle},
+        {"gravityTorqueControl/103/full/all", "", 103, prepareFullDynamicsDrag, wholeCycle},
+        {"gravityTorqueControl/103/full/detector", "", 103, prepareDetector, detectorCycle},
+        {"gravityTorqueControl/103/full/torqueDrag", "", 103, prepareTorqueDrag, torqueDragCycle},
+        {"gravityTorqueControl/103/forceCollision", "", 103, prepareForceCollision, forceCollision},
+        {"gravityTorqueControl/103/powerTrip", "", 103, prepareTorqueServo, wholeCycle},
+        {"zvmcMomentumObserver/103", "", 103, prepareArm, observeMomentum},
+        {"gravityTorqueControl/701/full/quiet", "", 701, prepareFullDynamics, wholeCycle},
+        {"gravityTorqueControl/902/full/quiet", "", 902, prepareFullDynamics, wholeCycle},
     };
     static const std::vector<Workload> list = join(rest, dynamicsWorkloads());
     return list;

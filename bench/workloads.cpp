@@ -221,6 +221,35 @@ void regulateAxis(int state) {
     Compliancecontrol(0.01, 30.0, mpb.forceRCS.fz, 1, force.dzSum, &force.dzSum);
 }
 
+// Pressing along z at the sensor alone, and then with everything that constant force control has.
+void startPressing(int frame, uint8_t others) {
+    uint8_t axes[6] = {others, others, 1, others, others, others};
+    mcb.forceControl.forceSensorAct = 1;
+    mcb.forceControl.forceSensorRcs = static_cast<uint8_t>(frame);
+    tmcConstForceStartStop(1, 0, axes, {5.0, 5.0, -20.0, 0.0, 0.0, 0.0}, 1e-4, 0.0, 0.0, 1e-4, 0.0, 0.0,
+                           others, others, 1e9, 1e9, 40.0, others, others, 0);
+}
+
+void preparePressing(int robotType) {
+    prepareArm(robotType);
+    startPressing(0, 0);
+}
+
+void preparePressingAll(int robotType) {
+    prepareArm(robotType);
+    mpb.TOOL.p = {5.0, -3.0, 120.0};
+    startPressing(2, 1);
+}
+
+void press(int state) {
+    if (state == 0) zvmcILCreset();
+    const double* noise = velocity[state].v;
+    mpb.forceRCS = {5.0 + noise[0], 5.0 + noise[1], -20.0 + 50.0 * noise[2], noise[3], noise[4], noise[5]};
+    mcb.forceControl.forceOriginEnd = mpb.forceRCS;
+    TRSF corrected;
+    constForceControl(mpb.tC, &corrected);
+}
+
 void estimateNormal(int state) {
     const double* moments = velocity[state].v;
     mcb.forceControl.forceOriginEnd = {0.0, 0.0, -20.0, moments[0], moments[1], moments[2]};
@@ -291,6 +320,18 @@ void constraintForce(int state) {
     mpb.jC = pose[state];
     double Fv[6] = {};
     zvmcConstraintsAdmittance(Fv, 0.0);
+}
+
+// The tool point before a face, near and far.
+void prepareWall(int robotType) {
+    prepareArm(robotType);
+    mcb.interfereCube = {1, 0, 0, 0, {-500.0, -500.0, 0.0}, {500.0, 500.0, 300.0}, {}, {}};
+}
+
+void wall(int state) {
+    mpb.t6.p = {200.0, -100.0, 290.0 + 0.1 * state};
+    float speed[6] = {0.1F, 0.0F, -0.1F}, damping[6] = {};
+    zvmcForceSensorVirtualWall(speed, damping);
 }
 
 void endVelocity(int state) {
@@ -385,6 +426,41 @@ void torqueDragCycle(int state) {
 void mapForce(int state) {
     mcb.forceControl.forceOriginEnd = handForce(state);
     zvmcForceDataToTorque(pose[state].v, torque.v);
+}
+
+// Dragged by a hand that pushes in every direction, held by springs where it is; far from singularities.
+void prepareForceDrag(int robotType) {
+    prepareSensor(robotType);
+    mpb.jC = {{20.0, -80.0, 100.0, -110.0, -90.0, 30.0}, {}, NUM_JNTS};
+    newFwdKinematics(&mpb.jC, &mpb.tC);
+    mpb.t6 = mpb.tC;
+    mpb.state = TGEN_IDLE;
+    zvmcForceSensorDragProcess();  // closed: takes the reference
+    mcb.mode = 1;
+    EndForceDrag& drag = mcb.forceControl.endforcedrag;
+    drag.flag = 1;
+    drag.Vmax = 1e9;
+    std::fill_n(drag.K, NUM_JNTS, 500.0);
+}
+
+void prepareForceDragAdaptive(int robotType) {
+    prepareForceDrag(robotType);
+    mcb.forceControl.endforcedrag.adaptive_sign = 1;
+    mcb.forceControl.endforcedrag.interfere_drag_sign = 1;
+    mcb.interfereCube.setFlag_cube = 1;
+    mcb.interfereCube.min_cube = {mpb.tC.p.x + 50.0, -2e3, -2e3};
+    mcb.interfereCube.max_cube = {2e3, 2e3, 2e3};
+}
+
+void forceDragCycle(int state) {
+    mpb.forceRCS = handForce(state);
+    zvmcForceSensorDragProcess();
+}
+
+void estimateEnvironment(int state) {
+    double Q[3] = {0.002, 100.0, 10.0}, R[2] = {0.002, 1.0}, x[3];
+    double y[2] = {velocity[state].v[0], velocity[state].v[1]};
+    zvmcKalmanEnvironmenModelEvaluate(Q, R, y, x);
 }
 
 // Watching, and outside the band in every cycle of an arm that is not in motion.
@@ -498,6 +574,8 @@ const std::vector<Workload>& workloads() {
         {"zvmcButterWorthFiltProcessData", "", 0, prepareButterworth, butterworthSample},
         {"forceRegulators/axis", "", 0, prepareRegulators, regulateAxis},
         {"zvmcFTNormal_estimation", "", 0, prepareRegulators, estimateNormal},
+        {"constForceControl/z", "", 103, preparePressing, press},
+        {"constForceControl/all", "", 103, preparePressingAll, press},
         {"kdl/jacobian/103", "", 103, prepareKdl, jacobianKdl},
         {"Jacobian_com/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianOurs},
         {"Jacobian_com/103/any", "kdl/jacobian/103", 103, prepareJacobianAnyChain, jacobianOurs},
@@ -505,6 +583,7 @@ const std::vector<Workload>& workloads() {
         {"velocityJacob/103", "kdl/jacobian/103", 103, prepareJacobian, jacobianSingle},
         {"testOutTrans/103", "kdl/jacobian/103", 103, prepareMobility, mobilityLeft},
         {"zvmcConstraintsAdmittance/103", "kdl/jacobian/103", 103, prepareArm, constraintForce},
+        {"zvmcForceSensorVirtualWall/103", "", 103, prepareWall, wall},
         {"EndvelToJointvel/103", "", 103, prepareArm, endVelocity},
         {"kdl/inverseKinematics/103", "", 103, prepareTargets, inverseKinematicsKdl},
         {"host/inverseKinematics/103", "kdl/inverseKinematics/103", 103, prepareTargets,
@@ -530,6 +609,10 @@ const std::vector<Workload>& workloads() {
         {"gravityTorqueControl/103/full/all", "", 103, prepareFullDynamicsDrag, wholeCycle},
         {"gravityTorqueControl/103/full/detector", "", 103, prepareDetector, detectorCycle},
         {"gravityTorqueControl/103/full/torqueDrag", "", 103, prepareTorqueDrag, torqueDragCycle},
+        {"zvmcForceSensorDragProcess/closed", "", 103, prepareSensor, forceDragCycle},
+        {"zvmcForceSensorDragProcess", "", 103, prepareForceDrag, forceDragCycle},
+        {"zvmcForceSensorDragProcess/adaptive", "", 103, prepareForceDragAdaptive, forceDragCycle},
+        {"zvmcKalmanEnvironmenModelEvaluate", "", 103, prepareArm, estimateEnvironment},
         {"gravityTorqueControl/103/forceCollision", "", 103, prepareForceCollision, forceCollision},
         {"gravityTorqueControl/103/powerTrip", "", 103, prepareTorqueServo, wholeCycle},
         {"zvmcMomentumObserver/103", "", 103, prepareArm, observeMomentum},

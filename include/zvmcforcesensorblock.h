@@ -36,15 +36,6 @@ struct CARTPOS_FORCE {               // pose or offset; rotation Rz(c) * Ry(b) *
 
 // clang-format on
 
-// ==== singularity of the arm under the sensor
-
-// Jacobian of the arm in single precision: vx, vy, vz, wx, wy, wz of the flange in the base frame, m and
-// radians, by columns, element r of joint c at Jacob[r + 6 * c].
-//
-// paramDH[6]: d1, a2, a3, d4, d5, d6, mm; the signs of a2 and a3 do not matter. joint_post[6]: radians.
-// Jacob[36]: output. Reads and writes no state; cycle and command.
-TARN_API void velocityJacob(const float* paramDH, const float* joint_post, float* Jacob);
-
 // ==== force sensor: intake
 //
 // Raw word, signed 16 bits, to N or N m, through a scalar Kalman filter, to mpb.forceOrigin in S; without
@@ -68,7 +59,8 @@ TARN_API int tmcSetForceSensorRcs(uint8_t rcs, float* Coord, int curLine);
 // setter did by itself is not seen here. Command.
 TARN_API int zvmcSetAxleDeviceType(uint8_t value);
 
-// Ends what acts on the force: both drags. The sensor stays in use. Cycle and command.
+// Ends what acts on the force: both drags, constant force control and the force guard. The sensor stays in
+// use. Cycle and command.
 TARN_API int zvmcCloseForceSensor(void);
 
 // Alarm state of the cycle before: bit 0 the first line (input 6 of the axle bus), bit 1 the second (input
@@ -198,6 +190,162 @@ TARN_API int zvmcSensorComload(double* m, double* xyz);
 // Persists weight, center of mass and residual offset.
 TARN_API void forceSensorSaveLoadCoord(void);
 
+// ==== force collision guard
+//
+// Holds mpb.forceRCS against a band and reacts as mcb.collisionPauseFlag says; a hit ends in a fault, a pause
+// or stop, or a drag for a time, which gravityTorqueControl serves in mpb.state 4.
+
+// Arms (status 1) or disarms (0) the guard, and takes its settings either way: select[6], 1 for an axis that
+// is watched; the band from collision_Cur - collision_Min to collision_Cur + collision_Max, N and N m in R,
+// its limits inside. Arming takes sensor sensorNum of mpb.posSensorCtlList (0 to 255; 256 keeps the one in
+// use). Persists nothing; mpb.currentLine is set in any case. Returns 0; -1 for another status, with
+// zvCtlIOVALUEError in mcb.ioError, or without a fault for another sensorNum or a select above 1; -2 while
+// the sensor is not in use. Command.
+TARN_API int tmcCollisionStartStop(uint8_t status, int sensorNum, uint8_t* select,
+                                   FORCESENSOR_DATA collision_Cur, FORCESENSOR_DATA collision_Max,
+                                   FORCESENSOR_DATA collision_Min, int curLine);
+
+// The check of one cycle. With mcb.collisionPauseFlag 0, 1 and 5 the guard stays armed and reacts in each
+// cycle outside the band, else the first one disarms it; 5 raises no fault. Returns 0. Cycle, once, after
+// forceSensorDataProcess.
+TARN_API int collisionControl(void);
+
+// ==== force-and-torque drag
+//
+// In hand guiding under full dynamics (mpb.state 4, mcb.newTeachEnable 2) the sensor's force acts on the
+// joints as torque.
+
+// Starts (status 1) or stops (0) the drag, takes its settings and persists them all but status.
+// impedance_sign: 1 with damping of the joints, 0 without. LamdaGain[6]: by how much the arm feels the hand
+// on a joint, 1 for the hand alone; more than 5 becomes 5, in the array, too. BGain[6]: damping of the
+// joints, N m s/degree; more than 1 becomes 1, likewise. KGain[6]: kept, without effect. DragMaxTcpVel, mm/s,
+// DragMaxTcpOriVel, degrees/s: more of mpb.tcpvel or mpb.tcpOriVel for six cycles ends the drag, with
+// zvCtlTCPSpeedOver in mcb.motionAlarm. Returns 0; -1 for another status or impedance_sign or a negative
+// gain, with zvCtlIOVALUEError in mcb.ioError; -2 while the sensor is not in use. Command.
+TARN_API int zvmcForceAndTorqueDragStartStop(int status, int impedance_sign, double* LamdaGain, double* KGain,
+                                             double* BGain, double DragMaxTcpVel, double DragMaxTcpOriVel);
+
+// *dragStatus = flag of the end-force drag, *status = that of the force-and-torque drag. Returns 0. Command.
+TARN_API int zvmcGetForceAndTorqueDragState(int* dragStatus, int* status);
+
+// torque[6] = joint torques, N m, of mcb.forceControl.forceOriginEnd at the pose joint_pos[6], degrees, and
+// mpb.tC, with the damping of the drag where it is on; through a filter of 0.4 Hz that takes a sample a call.
+// A force up to 1 N and a moment up to 0.05 N m become zero in forceOriginEnd. Moments stay about the
+// sensor's origin. Types without a row of lengths take those of 101 to 200. Returns 0. Cycle.
+TARN_API int zvmcForceDataToTorque(double* joint_pos, double* torque);
+
+// ==== singularity of the arm under the sensor
+
+// Jacobian of the arm in single precision: vx, vy, vz, wx, wy, wz of the flange in the base frame, m and
+// radians, by columns, element r of joint c at Jacob[r + 6 * c].
+//
+// paramDH[6]: d1, a2, a3, d4, d5, d6, mm; the signs of a2 and a3 do not matter. joint_post[6]: radians.
+// Jacob[36]: output. Reads and writes no state; cycle and command.
+TARN_API void velocityJacob(const float* paramDH, const float* joint_post, float* Jacob);
+
+// What is left of the arm's mobility: of translation (m^3) with the end's rotation held, and of rotation with
+// the end's place held; 0 at a singularity. J[36] as velocityJacob has it; one whose held rows have no volume
+// gives no number. Read and write no state; cycle and command.
+TARN_API float testOutTrans(const float* J);
+TARN_API float testOutRot(const float* J);
+
+// The same in double precision of a Jacobian by rows.
+TARN_API double zvmcInputJJOutTrans(double (*J)[6]);
+TARN_API double zvmcInputJJOutROT(double (*J)[6]);
+
+// Fv[6] = force and moment (N, N m, in E) that push the arm of mcb.robotType, at the commanded pose
+// mpb.jC and mpb.tC, to where more mobility is left. Zero while both measures are above the thresholds of the
+// robot type, at most 100 N and 6 N m on an axis. compliance has no effect. Returns 0; -1 at a singular pose,
+// with the Jacobian in the log and Fv as it was. Fv is no number where the Jacobian's inverse, which swaps no
+// rows, meets a zero, such as with joint 1 at exactly 0. Runs in each step of zvmcEndForceDragToCart. Cycle.
+TARN_API int zvmcConstraintsAdmittance(double* Fv, double compliance);
+
+// *determinant of a 3 by 3 matrix by rows. Returns 0. Cycle and command.
+TARN_API int det3(double (*matrix)[3], double* determinant);
+
+// inverse of a 3 by 3 matrix, both by rows; they must not overlap. Returns 0; -1 for a determinant of exactly
+// 0, with a line in the log and inverse as it was. Cycle and command.
+TARN_API int inverseMatrix3(double (*matrix)[3], double (*inverse)[3]);
+
+// ==== virtual wall
+
+// Turns temp_vel[0..2], the predicted velocity of the tool (m/s) in E, into B, in place, and writes to B[6]
+// (handed in as zeros) the damping that the box mcb.interfereCube adds to the drag, N s/m and N m s/rad: 0
+// from 100 mm off the wall, more the nearer the tool point of the measured pose is while it moves towards the
+// wall. For a box in B while mcb.interfereDrag is 0. While it is 1, a joint that enters its range of
+// mcb.interfereJoint requests tmcDragSwitch(1), in each call until zvmcForceSensorDragProcess has released
+// it. Returns 0. Runs in each step of zvmcEndForceDragToCart with endforcedrag.interfere_drag_sign 1. Cycle.
+TARN_API int zvmcForceSensorVirtualWall(float* temp_vel, float* B);
+
+// ==== drag by the force sensor
+//
+// The operator pushes the tool: the force mpb.forceRCS drives an admittance M a + B v + K x = F per axis,
+// and the motion is commanded as a joint position in the same cycle. mcb.forceControl.endforcedrag holds its
+// settings. The arm stands idle under the host meanwhile. Results are 0 unless told.
+
+// Force that drove the last step, filtered, in the frame of forceSensorRcs: N and N m. For display.
+TARN_API extern double AdmittanceF[6];
+
+// Restarts the filters of the pose increments and ends the force-and-torque drag. Command, at start-up.
+TARN_API int zvmcInitEndForceDragParam(void);
+
+// Sets the drag up, persists that, and starts (status 1) or stops it; a larger status is stored and starts
+// nothing. The arguments are those of the record, by axis x, y, z, rx, ry, rz; F[6] the dead zone. M[0..2]
+// is held to 5 to 30 kg and M[3..5] to 0.1 to 10 kg m^2, also in the caller's array. -1, with
+// zvCtlIOVALUEError in mcb.ioError and nothing stored, when status is negative or an M or B is not positive;
+// nothing else is checked. Command.
+TARN_API int zvmcEndForceDragstartstop(int status, int adaptive_sign, int interfere_drag_sign,
+                                       int singularityConstraintsFlag, double* M, double* B, double* K,
+                                       double* F, double Fmax, double Vmax);
+
+// Starts (1) or stops (0) the drag as it is set up. -1 with zvCtlIOVALUEError in mcb.ioError for another
+// status, or while the sensor is not in use; that fault then keeps the drag off until the host clears it.
+// Command.
+TARN_API int zvmcEndForceDragStartStopControl(int status);
+
+// *status = the status of the last start or stop; 0 also after an alarm has ended the drag. Command.
+TARN_API int zvmcGetEndForceDragStartStopState(int* status);
+
+// Forgets the drag in hand: offset, velocity, held damping, and the base frame of the force. Cycle and
+// command.
+TARN_API int zvmcEndForceDragParamReset(void);
+
+// Stores mcb.forceSensorDragAutoFlag, 0 or 1, for the host and persists it. -1 for another value, without a
+// fault. Command.
+TARN_API int tmcSetForceSensorDragAutoFlag(uint8_t status);
+
+// The drag of one cycle. Call it in every cycle, also without a drag: where it may not run, the reference of
+// the next one is taken and its state cleared, and with it the filters that constant force control shares.
+//
+// It runs in TGEN_IDLE, in manual mode, without jogging, with the sensor in use, endforcedrag.flag 1, and
+// without fault or alarm in mcb.cmdPointError, collisionError, ioError, alarm and interfereAlarm. It writes
+// mpb.jC and mpb.tC, and calls tmcUpdateJointCartGoalPos. A step that would be too fast (zvCtlJ1SpeedOver to
+// zvCtlJ6SpeedOver in mcb.motionAlarm), singular or out of reach (zvCtlStrangPosAlarm) moves nothing and
+// clears the flag. Switches to the host's joint drag and back by tmcDragSwitch. Cycle, once.
+TARN_API int zvmcForceSensorDragProcess(void);
+
+// One step: *cpoint = pose that the tool takes now, from the fixed tool pose curpos at which the drag began
+// and the offset accumulated since, T in B. Returns 0, or the negative result of zvmcIsOverJntvel: *cpoint
+// is curpos then, and the offset keeps the refused step until the reset. Cycle.
+TARN_API int zvmcEndForceDragToCart(TRSF curpos, TRSF* cpoint);
+
+// Admittance of axis i, 0 to 5, over delta_t, s: cur_vel[i], m/s or rad/s, and the way delt_pos[i], m or
+// rad. m, b, k, realF by axis in SI units; cur_pos in mm or degrees, left for the caller to advance. The
+// speed is held to 0.2 m/s or 0.349 rad/s, and beyond a damping of 10000 or 50 to less, by its square.
+// Another i does nothing. Cycle.
+TARN_API int zvmcAdmittanceControl(int i, double* m, double* b, double* k, double* realF, double delta_t,
+                                   double* cur_pos, double* cur_vel, double* delt_pos);
+
+// Whether the way from mpb.jC to the tool pose afterpos in one cycle keeps every joint below
+// endforcedrag.Vmax. Returns 0; -1 to -6, with a log line, the first joint that does not; -7 when there is
+// no way, or mpb.jC is in or next to a singularity. Cycle.
+TARN_API int zvmcIsOverJntvel(TRSF afterpos);
+
+// One sample of the estimate of what the tool touches: y = speed (m/s) and force (N), Q[3] and R[2] the
+// variances of state and measurement, x_eval[3] = place (m), stiffness (N/m, also negative) and force (N).
+// Eleven draws of rand(). The estimate is never reset. Cycle.
+TARN_API int zvmcKalmanEnvironmenModelEvaluate(double* Q, double* R, double* y, double* x_eval);
+
 // ==== regulators of force control
 //
 // One call a cycle and axis, from a force error (N, or N m) to a step of the pose (mm, or degrees). None
@@ -255,48 +403,46 @@ TARN_API int zvmcFTControl_Admittance(int i, double* m, double* b, double* k, do
 // x and y makes *thetaF no number, which stays in the filter. Returns 0. Cycle.
 TARN_API int zvmcFTNormal_estimation(double* thetaF, double* Fc);
 
-// ==== force collision guard
+// ==== constant force control
 //
-// Holds mpb.forceRCS against a band and reacts as mcb.collisionPauseFlag says; a hit ends in a fault, a pause
-// or stop, or a drag for a time, which gravityTorqueControl serves in mpb.state 4.
+// Holds chosen components of mpb.forceRCS at a target while the arm follows a planned path. The correction
+// adds up in mcb.forceControl, dxSum to dcSum, in mm and degrees.
 
-// Arms (status 1) or disarms (0) the guard, and takes its settings either way: select[6], 1 for an axis that
-// is watched; the band from collision_Cur - collision_Min to collision_Cur + collision_Max, N and N m in R,
-// its limits inside. Arming takes sensor sensorNum of mpb.posSensorCtlList (0 to 255; 256 keeps the one in
-// use). Persists nothing; mpb.currentLine is set in any case. Returns 0; -1 for another status, with
-// zvCtlIOVALUEError in mcb.ioError, or without a fault for another sensorNum or a select above 1; -2 while
-// the sensor is not in use. Command.
-TARN_API int tmcCollisionStartStop(uint8_t status, int sensorNum, uint8_t* select,
-                                   FORCESENSOR_DATA collision_Cur, FORCESENSOR_DATA collision_Max,
-                                   FORCESENSOR_DATA collision_Min, int curLine);
-
-// The check of one cycle. With mcb.collisionPauseFlag 0, 1 and 5 the guard stays armed and reacts in each
-// cycle outside the band, else the first one disarms it; 5 raises no fault. Returns 0. Cycle, once, after
-// forceSensorDataProcess.
-TARN_API int collisionControl(void);
-
-// ==== force-and-torque drag
+// Starts (status 1) or stops (0). Command.
 //
-// In hand guiding under full dynamics (mpb.state 4, mcb.newTeachEnable 2) the sensor's force acts on the
-// joints as torque.
+// sensorNum: 0 to 256, of mpb.posSensorCtlList; mpb.posSensorCtl takes it only while the force guard is armed
+// (mcb.forceControl.collisionFlag 1), and keeps what it has for 256. select[6]: axes of the force's frame, 0
+// or 1. constforce: target, N, N m. p_f, i_f, d_f and p_m, i_m, d_m: regulators of the forces, mm/N, and of
+// the moments, degrees/(N m), a cycle. adj_sign: 1 tunes the gain of z. ILCsign: learning store, 0 off, 1
+// learn, 2 replay; it has gains of its own. maxDis, maxAng: largest correction of an axis, mm, degrees. r:
+// radius of the rotating tool, mm. filter_Sign: 1 filters the force error of z at 100 Hz. posAdapt_sign: 1
+// lets the tool yield to the moments while z presses.
+//
+// A start keeps the correction that there is. A stop takes the other arguments all the same, turns the target
+// in the plane round by the last normal, and makes the commanded pose the goal, mpb.goalPos in the workpiece
+// frame and mpb.jointPos.
+//
+// Returns 0; -1 for another status, with zvCtlIOVALUEError in mcb.ioError; -1 for another argument out of
+// range, without a fault; -2 with the sensor off. A refusal stores nothing but mpb.currentLine, which is
+// always set.
+TARN_API int tmcConstForceStartStop(uint8_t status, int sensorNum, uint8_t* select,
+                                    FORCESENSOR_DATA constforce, double p_f, double i_f, double d_f,
+                                    double p_m, double i_m, double d_m, uint8_t adj_sign, uint8_t ILCsign,
+                                    double maxDis, double maxAng, double r, uint8_t filter_Sign,
+                                    uint8_t posAdapt_sign, int curLine);
 
-// Starts (status 1) or stops (0) the drag, takes its settings and persists them all but status.
-// impedance_sign: 1 with damping of the joints, 0 without. LamdaGain[6]: by how much the arm feels the hand
-// on a joint, 1 for the hand alone; more than 5 becomes 5, in the array, too. BGain[6]: damping of the
-// joints, N m s/degree; more than 1 becomes 1, likewise. KGain[6]: kept, without effect. DragMaxTcpVel, mm/s,
-// DragMaxTcpOriVel, degrees/s: more of mpb.tcpvel or mpb.tcpOriVel for six cycles ends the drag, with
-// zvCtlTCPSpeedOver in mcb.motionAlarm. Returns 0; -1 for another status or impedance_sign or a negative
-// gain, with zvCtlIOVALUEError in mcb.ioError; -2 while the sensor is not in use. Command.
-TARN_API int zvmcForceAndTorqueDragStartStop(int status, int impedance_sign, double* LamdaGain, double* KGain,
-                                             double* BGain, double DragMaxTcpVel, double DragMaxTcpOriVel);
+// *posAfter = the planned pose posBefore, of E in B, with the correction; while the control or the sensor is
+// off the same pose, and the correction is cleared.
+//
+// The correction moves by forceSensorRcs: 0 in the sensor's frame mpb.posSensorCtl.posSensorInEnd; 2 along
+// the axes of E, turned by the yielding alone; else it is added to position and angles in B.
+//
+// Returns 0; -1 when an axis is beyond its limit: mcb.cmdPointError has zvCtlConstForceXOver to
+// zvCtlConstForceRZOver, *posAfter the pose beyond, and the control has stopped as by command. Feed posBefore
+// no further then: go on from mpb.goalPos. Cycle, on each planned pose.
+TARN_API int constForceControl(TRSF posBefore, TRSF* posAfter);
 
-// *dragStatus = flag of the end-force drag, *status = that of the force-and-torque drag. Returns 0. Command.
-TARN_API int zvmcGetForceAndTorqueDragState(int* dragStatus, int* status);
-
-// torque[6] = joint torques, N m, of mcb.forceControl.forceOriginEnd at the pose joint_pos[6], degrees, and
-// mpb.tC, with the damping of the drag where it is on; through a filter of 0.4 Hz that takes a sample a call.
-// A force up to 1 N and a moment up to 0.05 N m become zero in forceOriginEnd. Moments stay about the
-// sensor's origin. Types without a row of lengths take those of 101 to 200. Returns 0. Cycle.
-TARN_API int zvmcForceDataToTorque(double* joint_pos, double* torque);
+// Ends constant force control, without a new goal, and disarms the force guard. Returns 0. Cycle and command.
+TARN_API int resetForceControlPara(void);
 
 }  // extern "C"

@@ -82,6 +82,8 @@ int zvmcSetAxleDeviceType(uint8_t value) {
 int zvmcCloseForceSensor() {
     mcb.forceControl.endforcedrag.flag = 0;
     mcb.forceControl.forceandtorquedrag.status = 0;
+    resetForceControlPara();
+    zvmcEndForceDragParamReset();
     return 0;
 }
 

@@ -29,8 +29,8 @@ constexpr double kForceBand = 0.1;    // N     mean force excess that counts as 
 int zvmcPIDAdjust(uint8_t sign, double initflag, PID* pid) {
     auto& [pmax, sumFe, findex, lastdist] = tuner;
     double& P = pid->P;
-    // For every axis: all but z hand in their force error here, so that an error of exactly 1 moves the common
-    // bound.
+    // For every axis: all but z hand in their force error here, so that an error of exactly 1 moves the
+    // common bound.
     if (initflag == 1.0) pmax = P >= kPmaxStart ? P : kPmaxStart;
     // The tens tell the axis, the ones whether it tunes: z alone does.
     if (sign < 21 || sign > 29) return 0;

@@ -80,13 +80,14 @@ void nextSample() {
 // Critical damping of the inertia on the stiffness of what the tool touches. A negative stiffness gives no
 // numbers, which go on into the law, on purpose.
 SixAxes contactDamping(const SixAxes& FF) {
-    constexpr SixAxes kShare = {1.0, 1.0, 1.0, 0.1, 0.1, 0.01};
+    constexpr SixAxes kDivisor = {1.0, 1.0, 1.0, 10.0, 10.0, 100.0};
     if (settings().adaptive_sign != 1) return {};
     double Q[3] = {0.002, 100.0, 10.0}, R[2] = {0.002, 1.0}, x_eval[3];
     double y[2] = {forceDrag.motion.cur_vel[2], FF[2]};
     zvmcKalmanEnvironmenModelEvaluate(Q, R, y, x_eval);
     SixAxes damping;
-    for (std::size_t i = 0; i < 6; i++) damping[i] = 2.0 * std::sqrt(settings().M[i] * x_eval[1]) * kShare[i];
+    for (std::size_t i = 0; i < 6; i++)
+        damping[i] = 2.0 * std::sqrt(settings().M[i] * x_eval[1]) / kDivisor[i];
     return damping;
 }
 
@@ -191,7 +192,8 @@ double stepDamping(std::size_t i, double F, double delta_F, double contactB) {
 
     const bool adaptive = settings().adaptive_sign == 1;
     const double delta_B = adaptive ? kp * std::fabs(F) + kd[i] * std::fabs(delta_F) / (kStep * 10.0) : 0.0;
-    double sumB = settings().B[i] + (adaptive ? delta_B + contactB : forceDrag.weakB[i]);
+    const double B = settings().B[i];
+    double sumB = adaptive ? B + delta_B + contactB : B + forceDrag.weakB[i];
     if (delta_B > (i <= 2 ? 10000.0 : 50.0)) {
         motion.Bmember[i] = sumB;
         motion.Bnum[i] = kHeldSteps;
@@ -231,7 +233,8 @@ TRSF operator*(const TRSF& a, const TRSF& b) {
     return product;
 }
 
-// A frame that was never set has no inverse: the pose then is no number, which the joint speed check refuses.
+// A frame that was never set has no inverse: the pose then is no number, and the host's inverse kinematics
+// decides about it.
 TRSF inverse(const TRSF& t) {
     TRSF result;
     invRotrsf(&result, &t);
@@ -247,7 +250,8 @@ TRSF poseOf(const double* v) {
     return result;
 }
 
-// The increments are in the frame of the offset. It stays moved when the step is refused.
+// The increments are in the frame of the offset, which stays moved when the step is refused. The pose is that
+// of the offset as kept.
 TRSF advanceOffset(const SixAxes& addpos) {
     double* cur_pos = forceDrag.motion.cur_pos;
     const TRSF offset = poseOf(cur_pos) * poseOf(addpos.data());
@@ -255,7 +259,7 @@ TRSF advanceOffset(const SixAxes& addpos) {
     cur_pos[1] = offset.p.y;
     cur_pos[2] = offset.p.z;
     trsfToRpy(&cur_pos[5], &cur_pos[4], &cur_pos[3], &offset);
-    return offset;
+    return poseOf(cur_pos);
 }
 
 // The tool at curpos, moved by an offset in the frame of the force.

@@ -163,8 +163,8 @@ void releaseJointZones() {
     Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : 6");
 }
 
-// From joint drag back to the sensor's, by an arm in motion. The region is not that of the way there: a
-// stretched or folded elbow or wrist near 180 degrees does not count, on purpose.
+// From joint drag back to the sensor's, by an arm in motion. The region is not that of the way there: an
+// elbow or wrist near 180 degrees does not count, on purpose.
 void returnFromJointDrag() {
     constexpr double kMoving = 50.0;  // mm/s
     const double* q = mpb.jC.v;

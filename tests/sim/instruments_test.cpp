@@ -65,8 +65,10 @@ testing::AssertionResult near(const Vec3& value, const Eigen::Vector3d& expected
     return testing::AssertionFailure() << vector(value).transpose() << " for " << expected.transpose();
 }
 
-ToolForce constant(const Vec3& force, const Vec3& moment, const Vec3& inFlange) {
-    return [=](const ToolState& tool) { return PointWrench{{force, moment}, pointOf(tool, inFlange)}; };
+// The turn from one pose to another, rad, for small ones.
+Eigen::Vector3d spinBetween(const Eigen::Isometry3d& from, const Eigen::Isometry3d& to) {
+    const Eigen::Matrix3d turn = to.linear() * from.linear().transpose();
+    return Eigen::Vector3d(turn(2, 1) - turn(1, 2), turn(0, 2) - turn(2, 0), turn(1, 0) - turn(0, 1)) / 2.0;
 }
 
 // How the intake decodes a word, by the table of the sensors.
@@ -77,9 +79,8 @@ struct SensorRow {
 constexpr SensorRow kSensors[] = {
     {16, 0, 40.0, 1.6},  {16, 1, 11.2, 0.4},  {16, 2, 100.0, 2.8}, {16, 3, 160.0, 4.0}, {16, 4, 6.4, 0.32},
     {16, 5, 20.0, 0.8},  {16, 6, 10.0, 1.6},  {16, 7, 20.0, 1.6},  {16, 8, 40.0, 1.6},  {16, 9, 60.0, 1.6},
-    {16, 10, 80.0, 1.6}, {16, 11, 120, 15.0}, {18, 0, 0.0, 0.0},   {19, 0, 0.0, 0.0},   {20, 0, 0.0, 0.0},
-    {21, 0, 0.0, 0.0},   {22, 0, 0.0, 0.0},   {23, 0, 0.0, 0.0},   {23, 1, 0.0, 0.0},   {23, 2, 0.0, 0.0},
-    {25, 0, 0.0, 0.0},   {25, 2, 0.0, 0.0},   {80, 1, 0.0, 0.0},   {96, 0, 0.0, 0.0},
+    {16, 10, 80.0, 1.6}, {16, 11, 120, 15.0}, {18, 0, 0.0, 0.0},   {21, 0, 0.0, 0.0},   {23, 2, 0.0, 0.0},
+    {25, 2, 0.0, 0.0},   {80, 1, 0.0, 0.0},   {96, 0, 0.0, 0.0},
 };
 
 double decoded(const SensorRow& row, std::int32_t word, bool force) {
@@ -90,8 +91,9 @@ double decoded(const SensorRow& row, std::int32_t word, bool force) {
 
 }  // namespace
 
-// On the brakes, so the weight alone, with gravity along every axis of the base in turn.
-TEST(SensorFrame, HangingLoadReadsAsItsWeight) {
+// On the brakes the sensor sees the weight, with gravity along every axis of the base in turn, a push, and a
+// wall. In the first step from rest they turn the joints: M * velocity = (J^T F - holding torque) * 1 ms.
+TEST(ToolForces, WeightAndPushReachSensorAndJoints) {
     Draw draw;
     for (int n = 0; n < 24; n++) {
         PlantOptions options = arm();
@@ -99,58 +101,45 @@ TEST(SensorFrame, HangingLoadReadsAsItsWeight) {
         options.loadMass = draw(0.5, 10.0);
         options.loadCenter = draw.vec(150.0);
         options.loadInertia = {4000.0, 100.0, -50.0, 3000.0, 80.0, 2000.0};
-        Plant plant(options);
-        const Joints q = draw.pose();
-        plant.reset(q);
-        const Eigen::Vector3d weight = (flangeAt(q) * sensorInFlange()).linear().transpose() *
-                                       vector(options.gravity) * options.loadMass;
-        const Eigen::Vector3d center = sensorInFlange().inverse() * (vector(options.loadCenter) * 1e-3);
-        EXPECT_TRUE(near(plant.sensorWrench().force, weight, 1e-9));
-        EXPECT_TRUE(near(plant.sensorWrench().moment, center.cross(weight), 1e-9));
-        const Joints gravity = plant.gravityTorque(q);
-        for (std::size_t i = 0; i < 6; i++) EXPECT_NEAR(plant.gearTorque()[i], gravity[i], 1e-12);
-        EXPECT_TRUE(near(plant.tool().flange.origin, flangeAt(q).translation(), 1e-12));
-    }
-}
-
-// A push is seen by the sensor and, in the first step from rest, by the joints: M * velocity = J^T F * 1 ms.
-TEST(ToolForces, KnownWrenchReachesSensorAndJoints) {
-    Draw draw;
-    for (int n = 0; n < 10; n++) {
-        PlantOptions options = arm();
-        options.loadMass = 2.0;
-        options.loadCenter = {40.0, -25.0, 70.0};
         options.substeps = 1;
         Plant plant(options);
         const Joints q = draw.pose();
-        const Vec3 force = draw.vec(40.0), moment = draw.vec(5.0), grip = draw.vec(100.0);
-        plant.setToolForces({constant(force, moment, grip)});
+        const Vec3 push = draw.vec(40.0), moment = draw.vec(5.0), grip = draw.vec(100.0);
+        plant.setToolForces({[&](const ToolState& tool) {
+            return PointWrench{{push, moment}, pointOf(tool, grip)};
+        }});
+        const Eigen::Isometry3d flange = flangeAt(q), sensor = flange * sensorInFlange();
+        const Eigen::Vector3d at = flange * (vector(grip) * 1e-3), pushMoment = vector(moment);
+        const Eigen::Vector3d normal = vector(draw.vec(1.0)).normalized();
+        const Eigen::Vector3d force = vector(push) + 10.0 * normal;
+        plant.setSurfaces({grip, 10.0},
+                          {{array(at - 0.009 * normal), array(normal), 10e3, 100.0, 0.5, 1e-3}});
         plant.reset(q);
-        const Eigen::Isometry3d flange = flangeAt(q);
-        const Eigen::Isometry3d sensor = flange * sensorInFlange();
-        const Eigen::Vector3d at = flange * (vector(grip) * 1e-3);
+        const Eigen::Vector3d weight = vector(options.gravity) * options.loadMass;
+        const Eigen::Vector3d center = flange * (vector(options.loadCenter) * 1e-3);
         const Eigen::Matrix3d back = sensor.linear().transpose();
-        EXPECT_TRUE(near(plant.sensorWrench().force, back * vector(force), 1e-9));
+        EXPECT_TRUE(near(plant.tool().flange.origin, flange.translation(), 1e-12));
+        EXPECT_TRUE(near(plant.contactForce(), 10.0 * normal, 1e-9));
+        EXPECT_TRUE(near(plant.sensorWrench().force, back * (weight + force), 1e-9));
         EXPECT_TRUE(near(plant.sensorWrench().moment,
-                         back * (vector(moment) + (at - sensor.translation()).cross(vector(force))), 1e-9));
-        EXPECT_TRUE(near(plant.toolWrench().moment,
-                         vector(moment) + (at - flange.translation()).cross(vector(force)), 1e-9));
+                         back * ((center - sensor.translation()).cross(weight) + pushMoment +
+                                 (at - sensor.translation()).cross(force)),
+                         1e-9));
+        EXPECT_TRUE(
+            near(plant.toolWrench().moment, pushMoment + (at - flange.translation()).cross(force), 1e-9));
 
         plant.step({});
         const std::array<Joints, 6> mass = plant.massMatrix(q);
+        const Joints holding = plant.gravityTorque(q);
         for (std::size_t i = 0; i < 6; i++) {
             constexpr double kTurn = 1e-3;  // deg
-            Joints ahead = q, behind = q;
-            ahead[i] += kTurn;
-            behind[i] -= kTurn;
-            const Eigen::Isometry3d fore = flangeAt(ahead), aft = flangeAt(behind);
-            const Eigen::Vector3d travel = fore * (vector(grip) * 1e-3) - aft * (vector(grip) * 1e-3);
-            const Eigen::Matrix3d turn = fore.linear() * aft.linear().transpose();
-            const Eigen::Vector3d spin =
-                Eigen::Vector3d(turn(2, 1) - turn(1, 2), turn(0, 2) - turn(2, 0), turn(1, 0) - turn(0, 1)) /
-                2.0;
-            const double torque =
-                (travel.dot(vector(force)) + spin.dot(vector(moment))) / (2.0 * kTurn * kRadian);
+            Joints q1 = q, q2 = q;
+            q1[i] -= kTurn;
+            q2[i] += kTurn;
+            const Eigen::Isometry3d behind = flangeAt(q1), ahead = flangeAt(q2);
+            const Eigen::Vector3d travel = ahead * (vector(grip) * 1e-3) - behind * (vector(grip) * 1e-3);
+            const double work = travel.dot(force) + spinBetween(behind, ahead).dot(pushMoment);
+            const double torque = work / (2.0 * kTurn * kRadian) - holding[i];
             double momentum = 0.0;  // N m s
             for (std::size_t j = 0; j < 6; j++)
                 momentum += mass[i][j] * plant.velocity()[j] * 1000.0 * kRadian;
@@ -159,46 +148,30 @@ TEST(ToolForces, KnownWrenchReachesSensorAndJoints) {
     }
 }
 
+// What the simulation is told of its plant's errors, and of the load's tensor.
 TEST(ModelErrors, ScaleWhatTheyName) {
-    const Joints motion = {0.3, -0.2, 0.5, 0.7, -0.4, 0.9};  // rad/s
-    const auto twiceEnergy = [&](const PlantOptions& options) {
-        double sum = 0.0;
-        const std::array<Joints, 6> mass = Plant(options).massMatrix(kBent);
-        for (std::size_t i = 0; i < 6; i++)
-            for (std::size_t j = 0; j < 6; j++) sum += mass[i][j] * motion[i] * motion[j];
-        return sum;
+    const auto armWith = [&](double mass, double inertia, double load) {
+        SimulationOptions options;
+        options.massScale = mass;
+        options.inertiaScale = inertia;
+        options.load = 1e-6;
+        options.loadInertia = {load, 0.0, 0.0, load, 0.0, load};
+        const Simulation simulation(options);
+        return std::pair{simulation.plant().gravityTorque(kBent), simulation.plant().massMatrix(kBent)};
     };
-    PlantOptions plain = arm();
-    plain.gravity = {1.0, -2.0, -9.0};
-    PlantOptions heavy = plain, none = plain, twice = plain, load = plain;
-    heavy.massScale = 1.1;
-    none.inertiaScale = 0.0;
-    twice.inertiaScale = 2.0;
-    load.loadInertia = {90000.0, 4000.0, -7000.0, 80000.0, 3000.0, 50000.0};  // kg mm^2
-
-    const Joints gravity = Plant(plain).gravityTorque(kBent), more = Plant(heavy).gravityTorque(kBent);
-    const Joints same = Plant(twice).gravityTorque(kBent);
+    const auto [gravity, plain] = armWith(1.0, 1.0, 0.0);
+    const auto [more, heavy] = armWith(1.1, 1.0, 0.0);
+    const auto [same, none] = armWith(1.0, 0.0, 0.0);
+    const auto [still, twice] = armWith(1.0, 2.0, 0.0);
+    const auto loaded = armWith(1.0, 1.0, 90000.0).second;  // kg mm^2
     for (std::size_t i = 0; i < 6; i++) {
-        EXPECT_NEAR(more[i], 1.1 * gravity[i], 1e-12);
-        EXPECT_EQ(same[i], gravity[i]);
+        EXPECT_NEAR(more[i], 1.1 * gravity[i], 1e-5);  // but the load
+        EXPECT_EQ(still[i], gravity[i]);
+        EXPECT_NEAR(loaded[i][i] - plain[i][i], 0.09, 1e-9);  // whatever the axis
+        EXPECT_GT(plain[i][i], none[i][i] + 1e-5);
+        for (std::size_t j = 0; j < 6; j++)
+            EXPECT_NEAR(twice[i][j] - plain[i][j], plain[i][j] - none[i][j], 1e-12);
     }
-    EXPECT_GT(twiceEnergy(plain), twiceEnergy(none) + 1e-3);
-    EXPECT_NEAR(twiceEnergy(twice) - twiceEnergy(plain), twiceEnergy(plain) - twiceEnergy(none), 1e-12);
-
-    // the load's tensor adds w^T I w, w the spin in the flange's axes
-    constexpr double kTime = 1e-5;  // s
-    Joints ahead = kBent, behind = kBent;
-    for (std::size_t i = 0; i < 6; i++) {
-        ahead[i] += motion[i] * kTime / kRadian;
-        behind[i] -= motion[i] * kTime / kRadian;
-    }
-    const Eigen::Matrix3d rate = flangeAt(kBent).linear().transpose() *
-                                 (flangeAt(ahead).linear() - flangeAt(behind).linear()) / (2.0 * kTime);
-    const Eigen::Vector3d spin(rate(2, 1), rate(0, 2), rate(1, 0));
-    const auto& t = load.loadInertia;
-    Eigen::Matrix3d tensor;
-    tensor << t[0], t[1], t[2], t[1], t[3], t[4], t[2], t[4], t[5];
-    EXPECT_NEAR(twiceEnergy(load) - twiceEnergy(plain), spin.dot(tensor * spin) * 1e-6, 1e-8);
 }
 
 TEST(Surfaces, PushAndRubByHand) {
@@ -212,10 +185,8 @@ TEST(Surfaces, PushAndRubByHand) {
     // 20 N a mm, 1 N s/cm; half of it as friction, nearly none of that at a tenth of the friction speed
     const Case cases[] = {
         {0.211, 0.0, 0.0, 0.0, 0.0},
-        {0.208, 0.0, 0.0, 40.0, 0.0},
         {0.208, 0.1, 0.0, 50.0, 0.0},
         {0.208, -0.5, 0.1, 0.0, 0.0},
-        {0.208, 0.0, 0.1, 40.0, -20.0},
         {0.208, 0.0, -0.1, 40.0, 20.0},
         {0.208, 0.0, 1e-4, 40.0, -20.0 * 0.099668},
     };
@@ -227,28 +198,6 @@ TEST(Surfaces, PushAndRubByHand) {
         if (c.up > 0.0) {
             EXPECT_TRUE(near(touch.point, Eigen::Vector3d(0.5, 0.1, 0.2), 1e-12));
         }
-    }
-}
-
-// A damped arm that weighs nothing, pushed against a wall, comes to rest where the wall gives back the push.
-TEST(Surfaces, RestingDepthTimesStiffnessIsThePush) {
-    for (const double stiffness : {5e3, 50e3, 300e3}) {
-        PlantOptions options = arm();
-        options.friction.fill([](double v) { return 400.0 * v; });
-        Plant plant(options);
-        plant.reset(kBent);
-        const ToolSphere ball = {{0.0, 0.0, 60.0}, 15.0};
-        const Eigen::Vector3d center = flangeAt(kBent) * Eigen::Vector3d(0.0, 0.0, 0.060);
-        const Eigen::Vector3d normal = Eigen::Vector3d(-1.0, 0.3, 0.5).normalized();
-        const Eigen::Vector3d point = center - 0.016 * normal;  // 1 mm away
-        plant.setSurfaces(ball, {{array(point), array(normal), stiffness, 200.0, 0.2, 1e-3}});
-        plant.setToolForces({constant(array(-25.0 * normal), {}, ball.center)});
-        for (int n = 0; n < 4000; n++) plant.step({});
-        const Vec3 rest = pointOf(plant.tool(), ball.center);
-        const double depth = 0.015 - normal.dot(vector(rest) - point);
-        EXPECT_NEAR(depth * stiffness, 25.0, 0.01) << stiffness;
-        EXPECT_TRUE(near(plant.contactForce(), 25.0 * normal, 0.05));
-        EXPECT_LT(vector(plant.sensorWrench().force).norm(), 0.05);  // push and wall cancel
     }
 }
 
@@ -278,29 +227,26 @@ TEST(Hands, SpringFollowsItsPath) {
     plant.reset(kBent);
     const Vec3 grip = {0.0, 0.0, 80.0};
     const Eigen::Vector3d start = flangeAt(kBent) * Eigen::Vector3d(0.0, 0.0, 0.080);
-    const Eigen::Vector3d speed(-0.05, 0.08, 0.03);  // m/s, for 1 s
-    const auto path = [&](double t) { return array(start + std::clamp(t, 0.0, 1.0) * speed); };
-    Hand hand(HandSpring{800.0, 30.0, path}, grip);
+    const Eigen::Vector3d speed(-0.05, 0.08, 0.03);  // m/s
+    Hand hand(HandSpring{800.0, 30.0, [&](double t) { return array(start + t * speed); }}, grip);
     plant.setToolForces({hand.force()});
     double largest = 0.0;
     for (int n = 0; n < 500; n++) {
         plant.step({});
         const ToolState& tool = plant.tool();
-        const Eigen::Vector3d at = vector(pointOf(tool, grip));
+        const Vec3 at = pointOf(tool, grip);
         const Eigen::Vector3d expected =
-            800.0 * (start + tool.time * speed - at) + 30.0 * (speed - vector(velocityAt(tool, array(at))));
+            800.0 * (start + tool.time * speed - vector(at)) + 30.0 * (speed - vector(velocityAt(tool, at)));
         EXPECT_TRUE(near(plant.toolWrench().force, expected, 1e-6));
         largest = std::max(largest, expected.norm());
     }
-    EXPECT_GE(hand.effort().peakForce, largest);
-    for (int n = 0; n < 4500; n++) plant.step({});
-    EXPECT_TRUE(near(pointOf(plant.tool(), grip), start + speed, 1e-3));
-    EXPECT_GT(hand.effort().work, 0.0);
+    EXPECT_NEAR(hand.effort().peakForce, largest, 1.0);
 }
 
 TEST(SensorWords, DecodeToTheWrenchWithinHalfACount) {
     Draw draw;
     for (const SensorRow& row : kSensors) {
+        SCOPED_TRACE(testing::Message() << row.company << " " << row.device);
         ForceSensorOptions options;
         options.company = row.company;
         options.device = row.device;
@@ -308,37 +254,30 @@ TEST(SensorWords, DecodeToTheWrenchWithinHalfACount) {
         options.overload = kInfinity;
         ForceSensor open(options);
         const bool fixed = row.force == 0.0;
-        const double count[2] = {decoded(row, 1, true), decoded(row, 1, false)};
         const double range[2] = {fixed ? 3276.7 : row.force * 9.8, fixed ? 327.67 : row.moment * 9.8};
         for (int n = 0; n < 200; n++) {
             Wrench w;
             for (double& f : w.force) f = draw(-range[0], range[0]);
             for (double& m : w.moment) m = draw(-range[1], range[1]);
             const SensorWords words = sensor.sample(w);
-            for (std::size_t i = 0; i < 3; i++) {
-                ASSERT_NEAR(decoded(row, words[i], true), w.force[i], 0.5001 * count[0]) << row.company;
-                ASSERT_NEAR(decoded(row, words[3 + i], false), w.moment[i], 0.5001 * count[1]) << row.company;
+            for (std::size_t i = 0; i < 6; i++) {
+                const double truth = i < 3 ? w.force[i] : w.moment[i - 3];
+                ASSERT_NEAR(decoded(row, words[i], i < 3), truth, 0.5001 * decoded(row, 1, i < 3));
             }
         }
         // at the edges of the range and of the words
         const Wrench far = {{1e9, -1e9, 1.01 * range[0]}, {-1e9, 1e9, -1.01 * range[1]}};
-        const SensorWords full = fixed ? SensorWords{32767, -32768, 32767, -32768, 32767, -32768}
-                                       : SensorWords{4096, -4096, 4096, -4096, 4096, -4096};
-        EXPECT_EQ(sensor.sample(far), full) << row.company << " " << row.device;
-        const SensorWords words = open.sample(far);
-        EXPECT_EQ((std::array{words[0], words[1], words[3], words[4]}),
-                  (std::array<std::int32_t, 4>{32767, -32768, -32768, 32767}));
-        if (!fixed) {
-            EXPECT_NEAR(decoded(row, words[2], true), far.force[2], 0.5001 * count[0]);
-        }
+        const int high = fixed ? 32767 : 4096, low = fixed ? -32768 : -4096;
+        EXPECT_EQ(sensor.sample(far), (SensorWords{high, low, high, low, high, low}));
+        EXPECT_EQ(open.sample(far),
+                  (SensorWords{32767, -32768, fixed ? 32767 : 4137, -32768, 32767, fixed ? -32768 : -4137}));
     }
     for (const auto& [company, device] :
          {std::pair{16, 12}, {16, -1}, {17, 0}, {18, 1}, {22, 1}, {23, 3}, {80, -1}, {96, 1}, {0, 0}}) {
-        EXPECT_FALSE(wordScale(company, device)) << company << " " << device;
         ForceSensorOptions options;
         options.company = company;
         options.device = device;
-        EXPECT_THROW(ForceSensor{options}, std::invalid_argument);
+        EXPECT_THROW(ForceSensor{options}, std::invalid_argument) << company << " " << device;
     }
 }
 
@@ -347,38 +286,35 @@ TEST(SensorWords, NoiseIsWhiteAndItsSeedsOwn) {
     options.bias = {{5.0, -3.0, 0.0}, {0.2, 0.0, -0.4}};
     options.noise = {{1.0, 2.0, 4.0}, {0.1, 0.2, 0.0}};
     options.seed = 11;
-    ForceSensor sensor(options), again(options);
+    ForceSensor sensor(options);
     options.seed = 12;
     ForceSensor other(options);
     const Wrench truth = {{10.0, 20.0, -30.0}, {1.0, -2.0, 3.0}};
+    const std::array<double, 6> mean = {15.0, 17.0, -30.0, 1.2, -2.0, 2.6};
+    const std::array<double, 5> spread = {1.0, 2.0, 4.0, 0.1, 0.2};
     constexpr int kSamples = 20000;
     int equal = 0;
-    std::array<double, 6> sum{}, squares{}, neighbors{}, cross{}, last{};
-    const std::array<double, 6> mean = {15.0, 17.0, -30.0, 1.2, -2.0, 2.6};
-    const std::array<double, 6> spread = {1.0, 2.0, 4.0, 0.1, 0.2, 0.0};
+    // in spreads, summed: itself, its square, with the sample before, with the next axis
+    std::array<double, 5> sum{}, squares{}, neighbors{}, cross{}, off{};
     for (int n = 0; n < kSamples; n++) {
         const SensorWords words = sensor.sample(truth);
-        ASSERT_EQ(words, again.sample(truth));
         equal += words == other.sample(truth);
-        std::array<double, 6> off;
-        for (std::size_t i = 0; i < 6; i++) off[i] = words[i] * (i < 3 ? 0.1 : 0.01) - mean[i];
-        for (std::size_t i = 0; i < 6; i++) {
-            sum[i] += off[i];
-            squares[i] += off[i] * off[i];
-            neighbors[i] += off[i] * last[i];
-            cross[i] += off[i] * off[(i + 1) % 5];
+        const std::array<double, 5> last = off;
+        for (std::size_t i = 0; i < 5; i++) off[i] = (words[i] * (i < 3 ? 0.1 : 0.01) - mean[i]) / spread[i];
+        for (std::size_t i = 0; i < 5; i++) {
+            sum[i] += off[i] / kSamples;
+            squares[i] += off[i] * off[i] / kSamples;
+            neighbors[i] += off[i] * last[i] / kSamples;
+            cross[i] += off[i] * off[(i + 1) % 5] / kSamples;
         }
-        last = off;
+        ASSERT_EQ(words[5], 260);  // without noise
     }
     EXPECT_LT(equal, 20);
-    const double limit = 5.0 / std::sqrt(kSamples);
     for (std::size_t i = 0; i < 5; i++) {
-        EXPECT_NEAR(sum[i] / kSamples, 0.0, limit * spread[i]) << i;
-        EXPECT_NEAR(std::sqrt(squares[i] / kSamples), spread[i], 0.03 * spread[i]) << i;
-        EXPECT_NEAR(neighbors[i] / squares[i], 0.0, limit) << i;
-        EXPECT_NEAR(cross[i] / kSamples / spread[i] / spread[(i + 1) % 5], 0.0, limit) << i;
+        for (const double zero : {sum[i], neighbors[i], cross[i]})
+            EXPECT_NEAR(zero, 0.0, 5.0 / std::sqrt(kSamples)) << i;
+        EXPECT_NEAR(squares[i], 1.0, 0.06) << i;
     }
-    EXPECT_NEAR(sum[5], 0.0, 1e-9);  // 2.6 N m is a whole count
 }
 
 // From rest: what the links need, whatever friction and rotor take of the motor's torque.
@@ -399,11 +335,13 @@ TEST(Gears, PassOnWhatTheLinksNeed) {
 
 // The twist as the controller's formula gives it, on an arm that stands by its gravity currents.
 TEST(Encoders, DeflectionIsTheTorqueOverTheStiffness) {
-    for (const int type : {101, 401, 703}) {
-        const double wrist = type == 401 ? 700.0 : 70.0;
-        const std::array<double, 3> arms = type == 401   ? std::array{7500.0, 7500.0, 1600.0}
-                                           : type == 703 ? std::array{200.0, 200.0, 200.0}
-                                                         : std::array{700.0, 700.0, 700.0};
+    struct Gears {
+        int type;
+        Joints stiffness;  // N m/deg
+    };
+    for (const auto& [type, gears] : {Gears{101, {700, 700, 700, 70, 70, 70}},
+                                      {401, {7500, 7500, 1600, 700, 700, 700}},
+                                      {703, {200, 200, 200, 70, 70, 70}}}) {
         for (const double scale : {1.0, 0.25, kInfinity}) {
             SimulationOptions options;
             options.robotType = type;
@@ -417,7 +355,7 @@ TEST(Encoders, DeflectionIsTheTorqueOverTheStiffness) {
             for (std::size_t i = 0; i < 6; i++) {
                 const double low = static_cast<double>(how.enc[i]) / 16384 * 360 / 101;
                 const double high = static_cast<double>(how.HSEnc[i]) / 16384 * 360 / 101;
-                const double stiffness = scale * (i < 3 ? arms[i] : wrist);
+                const double stiffness = scale * gears[i];
                 // a count, and what friction at the creep still lets through of the cut currents
                 EXPECT_NEAR(high - low, -torque[i] / stiffness, 2.5e-4 + 0.01 / stiffness)
                     << type << " " << i;
@@ -429,54 +367,33 @@ TEST(Encoders, DeflectionIsTheTorqueOverTheStiffness) {
 
 TEST(Encoders, DriveStateFollowsAndFadesAtItsCorner) {
     EncoderOptions options;
-    constexpr double kStep = 0.001;  // s
     const auto run = [&](auto angle, int cycles, auto&& each) {
         DriveState drive(options);
         for (int n = 0; n < cycles; n++) {
             Joints q{};
-            q.fill(angle(n * kStep));
+            q.fill(angle(n * 0.001));
             drive.update(encoderCounts(options, q, {}));
-            each(n, drive);
+            each(n * 0.001, drive);
         }
     };
-    // steady acceleration of 100 deg/s^2 from -300 deg: the filters' delays are 3.2 ms and 6.4 ms less half
-    // steps
-    run([](double t) { return -300.0 + 50.0 * t * t; }, 2000,
-        [&](int n, const DriveState& drive) {
-            const double t = n * kStep;
-            if (n == 0) {
-                EXPECT_EQ(drive.velocity()[2], 0.0);
-            }
-            EXPECT_NEAR(drive.position()[2], -300.0 + 50.0 * t * t, 1.2e-4);
-            if (n < 200) return;
-            ASSERT_NEAR(drive.velocity()[2] * 1000.0, 100.0 * (t - 0.0032), 0.12) << n;
-            ASSERT_NEAR(drive.acceleration()[2] * 1e6, 100.0, 25.0) << n;
-        });
+    // steady acceleration of 100 deg/s^2: the filters' delays are 3.2 ms and 6.4 ms less half steps
+    const auto angle = [](double t) { return -300.0 + 50.0 * t * t; };
+    run(angle, 2000, [&](double t, const DriveState& drive) {
+        EXPECT_NEAR(drive.position()[2], angle(t), 1.2e-4);
+        if (0.0 < t && t < 0.2) return;
+        ASSERT_NEAR(drive.velocity()[2] * 1000.0, std::max(0.0, 100.0 * (t - 0.0032)), 0.12) << t;
+        ASSERT_NEAR(drive.acceleration()[2] * 1e6, t > 0.0 ? 100.0 : 0.0, 25.0) << t;
+    });
     for (const double corner : {20.0, 50.0, 120.0}) {
         options.velocityCorner = corner;
         const double omega = 2.0 * std::numbers::pi * corner;
         double largest = 0.0;  // deg/s, of a swing of 2 deg
         run([&](double t) { return 2.0 * std::sin(omega * t); }, 1000,
-            [&](int n, const DriveState& drive) {
-                if (n >= 500) largest = std::max(largest, std::fabs(drive.velocity()[0]) * 1000.0);
+            [&](double t, const DriveState& drive) {
+                if (t >= 0.5) largest = std::max(largest, std::fabs(drive.velocity()[0]) * 1000.0);
             });
         EXPECT_NEAR(largest / (2.0 * omega), std::sqrt(0.5), 0.04) << corner;
     }
-}
-
-TEST(Loop, ModelErrorsReachThePlant) {
-    SimulationOptions options;
-    options.massScale = 1.2;
-    options.inertiaScale = 0.5;
-    options.load = 2.0;
-    options.loadInertia = {9000.0, 400.0, -700.0, 8000.0, 300.0, 5000.0};
-    const Simulation simulation(options);
-    PlantOptions plant = arm();
-    plant.massScale = 1.2;
-    plant.inertiaScale = 0.5;
-    plant.loadMass = 2.0;
-    plant.loadInertia = options.loadInertia;
-    EXPECT_EQ(simulation.plant().massMatrix(kBent), Plant(plant).massMatrix(kBent));
 }
 
 TEST(Loop, HoldsOnTheDrivesOwnStateAndRepeatsBitByBit) {
@@ -488,24 +405,19 @@ TEST(Loop, HoldsOnTheDrivesOwnStateAndRepeatsBitByBit) {
     options.forceSensor = {16, 1, 1.0, {}, {{0.5, 0.5, 0.5}, {0.01, 0.01, 0.01}}, 3};
     options.sensorPlace = {0.0, 0.0, 40.0};
     options.sensorTurn = {90.0, 0.0, 0.0};
-    struct Trace {
-        std::vector<SensorWords> words;
-        std::vector<Joints> measured;
-    };
-    const auto run = [&] {
+    std::vector<SensorWords> words[2];
+    std::vector<Joints> measured[2];
+    for (int run = 0; run < 2; run++) {
         Simulation simulation(options);
-        Trace trace;
         for (int n = 0; n < 2000; n++) {
             simulation.cycle();
-            trace.words.push_back(simulation.sensorWords());
-            trace.measured.push_back(simulation.measured());
+            words[run].push_back(simulation.sensorWords());
+            measured[run].push_back(simulation.measured());
         }
         for (std::size_t i = 0; i < 6; i++) EXPECT_NEAR(simulation.plant().position()[i], kBent[i], 0.06);
-        return trace;
-    };
-    const Trace first = run(), second = run();
-    EXPECT_EQ(first.words, second.words);
-    EXPECT_EQ(first.measured, second.measured);
+    }
+    EXPECT_EQ(words[0], words[1]);
+    EXPECT_EQ(measured[0], measured[1]);
     for (std::size_t i = 0; i < 6; i++) {
         EXPECT_NEAR(mpb.j6.v[i], static_cast<double>(how.enc[i]) / 16384 * 360 / 101, 1e-10);
     }
@@ -514,7 +426,7 @@ TEST(Loop, HoldsOnTheDrivesOwnStateAndRepeatsBitByBit) {
 
     // the sensor's y axis is the flange's z: the weight along it, in counts of the range over 4096
     double mean = 0.0;
-    for (const SensorWords& words : first.words) mean += words[1] / 2000.0;
+    for (const SensorWords& sample : words[0]) mean += sample[1] / 2000.0;
     EXPECT_NEAR(mean * 11.2 / 4096 * 9.8, -9.8 * 3.0 * flangeAt(kBent).linear()(2, 2), 0.1);
     EXPECT_EQ(mpb.posSensorCtl.posSensorInEnd.p.z, 40.0);
 }

@@ -12,7 +12,9 @@ trap 'rm -rf "$work"' EXIT
 
 find "$include" -name '*.h' -exec awk -f "$tools/declared_names.awk" {} + |
     sed -n "s/^$owner //p" | sort -u > "$work/declared"
-"${NM:-nm}" -D --defined-only "$library" | awk '{ sub(/@.*/, "", $3); print $3 }' | sort -u > "$work/exported"
+# the address sanitizer sets a mark beside each exported datum
+"${NM:-nm}" -D --defined-only "$library" |
+    awk '{ sub(/@.*/, "", $3) } $3 !~ /^__odr_asan\./ { print $3 }' | sort -u > "$work/exported"
 
 missing=$(comm -23 "$work/declared" "$work/exported")
 extra=

@@ -7,34 +7,15 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "model/sensor_ranges.h"
+
 namespace tarn::sim {
 namespace {
 
-constexpr double kKgf = 9.8;  // N, as the intake counts it
-constexpr double kRangeCounts = 4096.0;
 constexpr double kLowestWord = -32768.0;
 constexpr double kHighestWord = 32767.0;
 
 // clang-format off
-
-// Sensors that report fractions of a range: all of company 16.
-struct Ranges { double force, torque; };  // kgf, kgf m
-constexpr int kRangeCompany = 16;
-constexpr Ranges kRanges[] = {
-    // force, torque    device
-    {   40.0,   1.6 },  //  0
-    {   11.2,   0.4 },  //  1
-    {  100.0,   2.8 },  //  2
-    {  160.0,   4.0 },  //  3
-    {    6.4,  0.32 },  //  4
-    {   20.0,   0.8 },  //  5
-    {   10.0,   1.6 },  //  6
-    {   20.0,   1.6 },  //  7
-    {   40.0,   1.6 },  //  8
-    {   60.0,   1.6 },  //  9
-    {   80.0,   1.6 },  // 10
-    {  120.0,  15.0 },  // 11
-};
 
 // Sensors that report fixed-point numbers, with their last device number. Company 96 is taken in only while
 // its device type is announced on the axle bus.
@@ -56,8 +37,8 @@ std::int32_t word(double value, double scale, double range) {
 }  // namespace
 
 std::optional<WordScale> nominalRange(int company, int device) {
-    if (company == kRangeCompany && 0 <= device && device < static_cast<int>(std::size(kRanges))) {
-        const Ranges& range = kRanges[device];
+    if (company == kRangeCompany && 0 <= device && device < static_cast<int>(std::size(kSensorRanges))) {
+        const SensorRange& range = kSensorRanges[device];
         return WordScale{range.force * kKgf, range.torque * kKgf};
     }
     for (const FixedPoint& sensor : kFixedPoint) {

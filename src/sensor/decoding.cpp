@@ -3,33 +3,14 @@
 #include <cstddef>
 #include <iterator>
 
+#include "model/sensor_ranges.h"
+
 namespace tarn {
 namespace {
 
 // clang-format off
 
-// Makers are known by number alone. The sensors of one report fractions of a range.
-constexpr int kRangeCompany = 16;
-constexpr int kRangeCounts = 4096;          // the word at the end of the range
-constexpr double kGravity = 9.8;            // N of a kgf
-struct Range { double force, torque; };     // kgf, kgf m
-constexpr Range kRanges[] = {
-    // force, torque    device
-    {   40.0,   1.6 },  //  0
-    {   11.2,   0.4 },  //  1
-    {  100.0,   2.8 },  //  2
-    {  160.0,   4.0 },  //  3
-    {    6.4,  0.32 },  //  4
-    {   20.0,   0.8 },  //  5
-    {   10.0,   1.6 },  //  6
-    {   20.0,   1.6 },  //  7
-    {   40.0,   1.6 },  //  8
-    {   60.0,   1.6 },  //  9
-    {   80.0,   1.6 },  // 10
-    {  120.0,  15.0 },  // 11
-};
-
-// All others report fixed-point numbers.
+// Makers are known by number alone. All but one report fixed-point numbers.
 constexpr double kForceCount = 0.1;         // N
 constexpr double kTorqueCount = 0.01;       // N m
 struct FixedPoint {
@@ -70,10 +51,10 @@ void fill(FORCESENSOR_DATA* reading, const std::int32_t* words, Value value) {
 
 void decodeSensorWords(const std::int32_t* words, int company, int device, bool announced,
                        FORCESENSOR_DATA* reading) {
-    if (company == kRangeCompany && 0 <= device && device < static_cast<int>(std::size(kRanges))) {
-        const Range& range = kRanges[device];
+    if (company == kRangeCompany && 0 <= device && device < static_cast<int>(std::size(kSensorRanges))) {
+        const SensorRange& range = kSensorRanges[device];
         fill(reading, words, [&](int raw, bool force) {
-            return (raw * (force ? range.force : range.torque)) / kRangeCounts * kGravity;
+            return (raw * (force ? range.force : range.torque)) / kRangeCounts * kKgf;
         });
     } else if (isFixedPoint(company, device, announced)) {
         fill(reading, words, [](int raw, bool force) { return raw * (force ? kForceCount : kTorqueCount); });

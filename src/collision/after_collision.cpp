@@ -6,10 +6,10 @@
 
 #include "collision/deviation.h"
 #include "support/joints.h"
+#include "support/log_lines.h"
 #include "support/to_integer.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
-#include "tarntools/tools_log.h"
 #include "tmcforceblock.h"
 #include "zvmcforcesensorblock.h"
 
@@ -33,11 +33,10 @@ void countDown(int& time) {
     if (time > INT_MIN) time--;
 }
 
-// The number tells the place that leaves the drag, and is not the flag that the text names.
 void leaveDrag(int place) {
     afterCollision.CollisionAfterTime = 0;
     tmcDragSwitch(0);
-    Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : %d", place);
+    logDragPlace(place);
 }
 
 void endReaction(int place, double& distanceErr) {

@@ -7,8 +7,8 @@
 
 #include "model/type_table.h"
 #include "support/joints.h"
+#include "support/log_lines.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
-#include "tarntools/tools_log.h"
 #include "tmcforceblock.h"
 #include "zvmctoolblock.h"
 
@@ -64,17 +64,6 @@ void transposedJacobian(double TJacob[6][6]) {
         for (int j = 0; j < 6; j++) TJacob[j][i] = static_cast<double>(Jacob[i][j]);
 }
 
-void logSingular(double determinant, const double TJacob[6][6]) {
-    constexpr const char* kFormats[] = {"TJacob1: = %f,%f,%f,%f,%f,%f", "TJacob2: = %f,%f,%f,%f,%f,%f",
-                                        "TJacob3: = %f,%f,%f,%f,%f,%f", "TJacob4: = %f,%f,%f,%f,%f,%f",
-                                        "TJacob5: = %f,%f,%f,%f,%f,%f", "TJacob6: = %f,%f,%f,%f,%f,%f"};
-    Write_Log(LOG_ERR, "detValue = %f", determinant);
-    for (int i = 0; i < 6; i++) {
-        const double* row = TJacob[i];
-        Write_Log(LOG_ERR, kFormats[i], row[0], row[1], row[2], row[3], row[4], row[5]);
-    }
-}
-
 // Counts the first value outside its band, and that one alone: the counters of the others keep still. With
 // all values inside, the counters start anew.
 void countFirstOutside(const double* value, const float* threshold, float* counter) {
@@ -99,7 +88,7 @@ int zvmcCustomCollisionDetectionMain(double* precent, double* servor_current_fee
         transposedJacobian(TJacob);
         const double detJJ = determinantDimen(6, TJacob[0]);
         if (std::fabs(detJJ) < kSingular) {
-            logSingular(detJJ, TJacob);
+            logSingular("TJacob", detJJ, TJacob);
             return -1;
         }
         double invTJacob[6][6], EndForceAndTorque[6];

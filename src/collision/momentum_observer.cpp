@@ -6,6 +6,7 @@
 
 #include "collision/level_table.h"
 #include "collision/reactions.h"
+#include "collision/speed_scale.h"
 #include "tarnhal/thalintf.h"
 #include "tmcforceblock.h"
 #include "zvmctoolblock.h"
@@ -59,14 +60,6 @@ constexpr ReactionTable kReaction = {
 };
 // clang-format on
 
-// A slow motion has a lower limit, the more so the higher the level. In a mode that is none there is no room
-// but the margin, unlike in the torque check: on purpose.
-double limitScale(double level) {
-    if (mcb.mode > 1) return 0.0;
-    const double s = static_cast<double>(mcb.mode == 0 ? mcb.speedScaleAuto : mcb.speedScaleManual);
-    return s / 0.1 > level ? 1.0 : s * 10 / level;
-}
-
 // One step of the estimate; r[6] is the residual after it.
 void observe(double* M, double* C, const double* G, double (&r)[6]) {
     float JointTorque1[6];
@@ -107,7 +100,8 @@ int zvmcMomentumObserver(int i_joint, double* /*q*/, double* M, double* C, doubl
 
     const auto& [table, code] = kJoints[i_joint];
     const float level = mpb.collisionLevel[i_joint];
-    const double limit = atLevel(table, level) * limitScale(static_cast<double>(level));
+    // in a mode that is none there is no room but the margin, unlike in the widened limit: on purpose
+    const double limit = atLevel(table, level) * speedScale(static_cast<double>(level), 0.0);
     mpb.jointCollisionMode[i_joint] = 1;
     mpb.dualEncCollisionValue[i_joint] = limit;
     if (outside(r[i_joint], limit)) {

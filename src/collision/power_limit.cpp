@@ -4,9 +4,9 @@
 #include <cmath>
 
 #include "support/joints.h"
+#include "support/log_lines.h"
 #include "tarnhal/thalintf.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
-#include "tarntools/tools_log.h"
 #include "tmcforceblock.h"
 
 using namespace tarn;
@@ -63,8 +63,7 @@ bool powerTrips() {
     if (!(std::fabs(meanPower()) > mcb.collisionDetection.powerLimit)) return false;
     mcb.cmdPointError = zvCtlCurrentCmdOver;
     tmcDragSwitch(0);
-    // the number tells the place that leaves the drag, and is not the flag that the text names
-    Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : %d", 5);
+    logDragPlace(5);
     return true;
 }
 

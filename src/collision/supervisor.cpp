@@ -1,4 +1,5 @@
 #include "collision/supervisor.h"
+#include "collision/speed_scale.h"
 
 #include <algorithm>
 #include <cmath>
@@ -67,7 +68,6 @@ constexpr ReactionTable kTcpReaction = {
 // ---- the window of widened limits after a step of the commanded acceleration
 
 constexpr int kStep = 50;             // degrees/s^2 from one cycle to the next
-constexpr double kFullAccel = 1440;   // degrees/s^2; nominal acceleration with the longer window
 constexpr int kFullAccelTime = 250;   // cycles
 constexpr int kOtherAccelTime = 200;  // cycles
 

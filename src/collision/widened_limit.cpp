@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 
+#include "collision/speed_scale.h"
 #include "model/type_table.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tmcforceblock.h"
@@ -14,7 +15,6 @@ namespace {
 constexpr double p1 = 2.13e-06, p2 = -0.000667, p3 = 0.05492, p4 = 0.1829;
 // Decaying oscillation at the full nominal acceleration.
 constexpr double a = -0.9288, b = 0.6148;
-constexpr double kFullAccel = 1440;  // degrees/s^2
 
 using PerJoint = std::array<double, 6>;
 
@@ -34,13 +34,6 @@ double curve(int time) {
     return (std::pow(t, 3) * p1 + std::pow(t, 2) * p2 + t * p3 + p4) * (accel / kFullAccel);
 }
 
-// A slow motion widens less, the more so the higher the level.
-double speedScale(double level) {
-    if (mcb.mode > 1) return 1.0;
-    const double s = static_cast<double>(mcb.mode == 0 ? mcb.speedScaleAuto : mcb.speedScaleManual);
-    return s / 0.1 > level ? 1.0 : s * 10 / level;
-}
-
 }  // namespace
 
 int dynamicCurrentCollisionLimit(int time, double* limit) {
@@ -50,7 +43,8 @@ int dynamicCurrentCollisionLimit(int time, double* limit) {
     const double c = curve(time);
     for (int i = 0; i < 6; i++) {
         const double jointScale = static_cast<double>(jRatio[i]) / static_cast<double>(jRatio[1]);
-        limit[i] = c * speedScale(static_cast<double>(mpb.collisionLevel[i])) * jointScale * typeScale[i];
+        limit[i] =
+            c * speedScale(static_cast<double>(mpb.collisionLevel[i]), 1.0) * jointScale * typeScale[i];
     }
     return 0;
 }

@@ -13,6 +13,7 @@
 #include "force_control/singularity_force.h"
 #include "numeric/filter_records.h"
 #include "sensor/base_frame_snapshot.h"
+#include "support/log_lines.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tarntools/tools_log.h"
@@ -97,9 +98,11 @@ std::array<float, 6> wallDamping(const SixAxes& FF) {
     const DragMotion& motion = forceDrag.motion;
     std::array<float, 6> B = {}, velocity;
     if (set.interfere_drag_sign != 1) return B;
-    for (std::size_t i = 0; i < 6; i++)
-        velocity[i] = static_cast<float>(admittanceVelocity(
-            static_cast<int>(i), set.M, set.B, set.K, FF.data(), motion.cur_pos, motion.cur_vel, kStep));
+    for (std::size_t i = 0; i < 6; i++) {
+        const auto acceleration = static_cast<float>(admittanceAcceleration(
+            static_cast<int>(i), set.M, set.B, set.K, FF.data(), motion.cur_pos, motion.cur_vel));
+        velocity[i] = static_cast<float>(motion.cur_vel[i] + static_cast<double>(acceleration) * kStep);
+    }
     zvmcForceSensorVirtualWall(velocity.data(), B.data());
     return B;
 }
@@ -122,7 +125,7 @@ void leaveForJointDrag() {
     if (forceDrag.dragModelflag == 1 && std::fabs(mpb.tcpvel) < kSlow) {
         std::fill_n(forceDrag.weakB, 6, 0.0);
         tmcDragSwitch(1);
-        Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : 9");
+        logDragPlace(9);
         forceDrag.dragModelflag = 2;
     }
 }
@@ -306,7 +309,7 @@ int zvmcAdmittanceControl(int i, double* m, double* b, double* k, double* realF,
     const double largeDamping = translation ? 10000.0 : 50.0;
     const double share = b[i] > largeDamping ? largeDamping / b[i] : 1.0;
     double v = admittanceVelocity(i, m, b, k, realF, cur_pos, cur_vel, delta_t);
-    if (std::fabs(v) > fastest) v = std::copysign(fastest * share * share, v);
+    if (std::fabs(v) > fastest) v = std::copysign(fastest * (share * share), v);
     cur_vel[i] = v;
     delt_pos[i] = v * delta_t;
     return 0;

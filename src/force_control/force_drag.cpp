@@ -7,6 +7,7 @@
 #include "force_control/drag_step.h"
 #include "force_control/singularity_force.h"
 #include "support/joints.h"
+#include "support/log_lines.h"
 #include "support/persist.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
@@ -160,7 +161,7 @@ void releaseJointZones() {
     if (!released || forceDrag.jointModeChangeFlag != 1) return;
     forceDrag.jointModeChangeFlag = 0;
     tmcDragSwitch(0);
-    Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : 6");
+    logDragPlace(6);
 }
 
 // From joint drag back to the sensor's, by an arm in motion. The region is not that of the way there: an
@@ -173,7 +174,7 @@ void returnFromJointDrag() {
     if (forceDrag.dragModelflag != 2 || !clear || !(std::fabs(mpb.tcpvel) > kMoving)) return;
     forceDrag.dragModelflag = 0;
     tmcDragSwitch(0);
-    Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : 7");
+    logDragPlace(7);
 }
 
 }  // namespace

@@ -17,12 +17,18 @@ struct ForceIntegrator {
 };
 extern ForceIntegrator forceIntegrator;
 
-// Velocity of axis i one step of the law  m dv/dt = F - b v - k x  further on, without a limit: m/s for axes
-// 0 to 2, rad/s for 3 to 5. x in mm or degrees, delta_t in seconds.
+// Acceleration of axis i by the law  m dv/dt = F - b v - k x: m/s^2 for axes 0 to 2, rad/s^2 for 3 to 5.
+// x in mm or degrees.
+inline double admittanceAcceleration(int i, const double* m, const double* b, const double* k,
+                                     const double* force, const double* x, const double* v) {
+    const double spring = i <= 2 ? k[i] * x[i] * 0.001 : k[i] * x[i] * kPi / 180.0;
+    return (force[i] - b[i] * v[i] - spring) / m[i];
+}
+
+// Its velocity one step further on, without a limit: m/s, rad/s. delta_t in seconds.
 inline double admittanceVelocity(int i, const double* m, const double* b, const double* k,
                                  const double* force, const double* x, const double* v, double delta_t) {
-    const double spring = i <= 2 ? k[i] * x[i] * 0.001 : k[i] * x[i] * kPi / 180.0;
-    return v[i] + (force[i] - b[i] * v[i] - spring) / m[i] * delta_t;
+    return v[i] + admittanceAcceleration(i, m, b, k, force, x, v) * delta_t;
 }
 
 // One sample through a section that filters a single signal: column 0 of its history.

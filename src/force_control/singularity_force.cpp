@@ -7,6 +7,7 @@
 #include "force_control/drag_state.h"
 #include "force_control/regulators.h"
 #include "model/type_table.h"
+#include "support/log_lines.h"
 #include "tarntools/tools_log.h"
 #include "zvmcforcesensorblock.h"
 #include "zvmctoolblock.h"
@@ -89,17 +90,6 @@ double mobility(Rows moving, Rows held, double (*J)[6]) {
     return mobility<double>(moving, held, [J](int row, int column) { return J[row][column]; });
 }
 
-void logSingular(double determinant, const double JJ[6][6]) {
-    constexpr const char* kFormats[] = {"JJ1: = %f,%f,%f,%f,%f,%f", "JJ2: = %f,%f,%f,%f,%f,%f",
-                                        "JJ3: = %f,%f,%f,%f,%f,%f", "JJ4: = %f,%f,%f,%f,%f,%f",
-                                        "JJ5: = %f,%f,%f,%f,%f,%f", "JJ6: = %f,%f,%f,%f,%f,%f"};
-    Write_Log(LOG_ERR, "detValue = %f", determinant);
-    for (int i = 0; i < 6; i++) {
-        const double* row = JJ[i];
-        Write_Log(LOG_ERR, kFormats[i], row[0], row[1], row[2], row[3], row[4], row[5]);
-    }
-}
-
 // Gain of a measure along one axis, signed by the way that betters it more; 0 on a crest.
 double ascent(float here, float ahead, float behind) {
     const double W = static_cast<double>(here);
@@ -156,7 +146,7 @@ int zvmcConstraintsAdmittance(double* Fv, double) {
         for (int c = 0; c < 6; c++) JJ[r][c] = static_cast<double>(Jacob[r + 6 * c]);
     const double detJJ = determinantDimen(6, JJ[0]);
     if (std::fabs(detJJ) < kSingular) {
-        logSingular(detJJ, JJ);
+        logSingular("JJ", detJJ, JJ);
         return -1;
     }
     inverseJacobi(JJ, invJJ);

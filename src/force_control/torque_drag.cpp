@@ -9,9 +9,9 @@
 #include "numeric/filter_records.h"
 #include "numeric/jacobian.h"
 #include "support/joints.h"
+#include "support/log_lines.h"
 #include "support/persist.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
-#include "tarntools/tools_log.h"
 #include "zvmcforcesensorblock.h"
 #include "zvmctoolblock.h"
 
@@ -123,8 +123,7 @@ void watchSpeed() {
     if (velCount <= kCyclesOverSpeed) return;
     mcb.motionAlarm = zvCtlTCPSpeedOver;
     tmcDragSwitch(0);
-    // the number tells the place that leaves the drag, and is not the flag that the text names
-    Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : %d", 0);
+    logDragPlace(0);
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "force_control/drag_state.h"
+#include "support/log_lines.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
-#include "tarntools/tools_log.h"
 #include "zvmcforcesensorblock.h"
 
 using namespace tarn;
@@ -124,7 +124,7 @@ void watchJointZones(const INTERFERE_JOINT& zones) {
     // again in each call, until the drag's process releases the flags
     s.jointModeChangeFlag = 1;
     tmcDragSwitch(1);
-    Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : 8");
+    logDragPlace(8);
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 
 #include "model/type_table.h"
 #include "support/joints.h"
+#include "support/log_lines.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
-#include "tarntools/tools_log.h"
 #include "tmcforceblock.h"
 #include "zvmcforcesensorblock.h"
 #include "zvmctoolblock.h"
@@ -92,30 +92,39 @@ TRSF flangePose(double* q) {
     return result;
 }
 
-void resistZone(CycleFrame& frame) {
+// The torque of a regulator while the arm is guided, armed at its first cycle. regulator: (flange pose,
+// torque so far, torque of the regulator).
+template <typename Regulator>
+void regulate(CycleFrame& frame, std::uint8_t& initFlag, PID (&pid)[6], Regulator regulator) {
     if (mpb.state != TGEN_DRAG) {
-        state.interfereDragInitFlag = 0;
+        initFlag = 0;
         return;
     }
-    const TRSF endCartPosTrsf = flangePose(frame.q->v);
-    armRegulators(state.interfereDragInitFlag, state.interfereDragPid);
+    const TRSF flange = flangePose(frame.q->v);
+    armRegulators(initFlag, pid);
     double torqueResult[6] = {}, input[6];
     std::copy_n(frame.servor_torque.v, 6, input);
-    Interfere interfere = {};
-    interfere.flag = mpb.interfereJointCubeFlag;
-    interfere.flag1 = guidedArm().family;
-    zvmcteachcontrolinterfere(state.interfereDragPid, interfere, endCartPosTrsf, frame.q->v, input,
-                              torqueResult);
+    regulator(flange, input, torqueResult);
     std::copy_n(torqueResult, armJoints(), frame.servor_torque.v);
 }
 
-// As long as the arm is in the zone under the hand. The number tells the place that leaves the drag, and is
-// not the flag that the text names.
+void resistZone(CycleFrame& frame) {
+    regulate(frame, state.interfereDragInitFlag, state.interfereDragPid,
+             [&](const TRSF& flange, double* input, double* torqueResult) {
+                 Interfere interfere = {};
+                 interfere.flag = mpb.interfereJointCubeFlag;
+                 interfere.flag1 = guidedArm().family;
+                 zvmcteachcontrolinterfere(state.interfereDragPid, interfere, flange, frame.q->v, input,
+                                           torqueResult);
+             });
+}
+
+// As long as the arm is in the zone under the hand.
 void leaveDragAtZone() {
     const bool inZone = mpb.interfereJointCubeFlag == 1 || mpb.interfereJointCubeFlag == 2;
     if (!inZone || mpb.state != TGEN_DRAG) return;
     tmcDragSwitch(0);
-    Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : 1");
+    logDragPlace(1);
 }
 
 }  // namespace
@@ -135,17 +144,11 @@ void fittedRegressor(CycleFrame& frame) {
 // The lock disarms here only: switched off and on while the arm is guided, it keeps gains and reference.
 void dragLockStage(CycleFrame& frame) {
     if (mcb.dragLockEnable != 1) return;
-    if (mpb.state != TGEN_DRAG) {
-        state.dragLockInitFlag = 0;
-        return;
-    }
-    const TRSF endCartPosTrsf = flangePose(frame.q->v);
-    armRegulators(state.dragLockInitFlag, state.dragLockPid);
-    double torqueResult[6] = {}, input[6];
-    std::copy_n(frame.servor_torque.v, 6, input);
-    const Pull pull = guidedArm().pull;
-    if (pull != nullptr) pull(state.dragLockPid, endCartPosTrsf, frame.q->v, input, torqueResult);
-    std::copy_n(torqueResult, armJoints(), frame.servor_torque.v);
+    regulate(frame, state.dragLockInitFlag, state.dragLockPid,
+             [&](const TRSF& flange, double* input, double* torqueResult) {
+                 const Pull pull = guidedArm().pull;
+                 if (pull != nullptr) pull(state.dragLockPid, flange, frame.q->v, input, torqueResult);
+             });
 }
 
 void interferenceStage(CycleFrame& frame) {

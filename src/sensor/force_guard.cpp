@@ -5,6 +5,7 @@
 
 #include "collision/reactions.h"
 #include "sensor/decoding.h"
+#include "support/log_lines.h"
 #include "zvmcforcesensorblock.h"
 
 using namespace tarn;
@@ -43,13 +44,12 @@ bool stopIfMoving(ZvCollisionError) {
     if (inMotion()) tmcStop();
     return true;
 }
-// Place: the number that the line tells, and not the flag that its text names.
 template <int Place>
 bool dragIfMoving(ZvCollisionError) {
     if (!inMotion()) return true;
     tmcStop();
     tmcDragSwitch(1);
-    Write_Log(LOG_INFO, "zvCtlTCPSpeedOver After to DragMode mcb.collisionPauseFlag = : %d", Place);
+    logDragPlace(Place);
     return true;
 }
 

@@ -106,7 +106,7 @@ std::string withEntry(const std::string& text, std::string_view section, std::st
         lines.insert(at, entry);
     } else {
         if (!lines.empty()) lines.emplace_back();
-        lines.push_back("[" + std::string(section) + "]");
+        lines.push_back(std::string("[").append(section).append("]"));
         lines.push_back(entry);
     }
 

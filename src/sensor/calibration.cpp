@@ -4,9 +4,9 @@
 // with them how each pose turned gravity, they tell the weight and the sensor's own offset as well.
 #include <cmath>
 #include <iterator>
-#include <limits>
 
-#include "model/type_table.h"
+#include "dynamics/load_center.h"
+#include "model/payload.h"
 #include "sensor/sensor_load.h"
 #include "support/persist.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
@@ -24,44 +24,14 @@ struct LoadCalibration {
 };
 LoadCalibration loadCalibration;
 
-// clang-format off
-
-// Heaviest load of the sensor, kg. Types without a row are not held to any.
-constexpr TypeRow<double> kHeaviestLoad[] = {
-    // first, last, kg
-    {    0,    0, MAXLOADWEIGHTZVB   },
-    {    1,  100, MAXLOADWEIGHTZVA   },
-    {  101,  200, MAXLOADWEIGHTZVB   },
-    {  201,  300, MAXLOADWEIGHTZVC   },
-    {  301,  400, MAXLOADWEIGHTZVD   },
-    {  401,  500, MAXLOADWEIGHTZVE   },
-    {  501,  600, MAXLOADWEIGHTORBA  },
-    {  601,  700, MAXLOADWEIGHTORBB  },
-    {  701,  800, MAXLOADWEIGHTZVAPQ },
-    {  801,  900, MAXLOADWEIGHTZVBPQ },
-    {  901,  901, 5.0                },
-    {  902,  902, 10.0               },
-    { 1001, 1100, MAXLOADWEIGHTZVF   },
-};
-constexpr double kHeaviestLoadOther = std::numeric_limits<double>::infinity();
-
-// clang-format on
-
-constexpr double kSlightlyNegative = -1e-06;  // kg
-constexpr double kSingular = 1e-06;           // determinant of normal equations that tell nothing
-constexpr double kGravity = 9.8;              // m/s^2
+constexpr double kSingular = 1e-06;  // determinant of normal equations that tell nothing
+constexpr double kGravity = 9.8;     // m/s^2
 
 // A reading below these carries no load to measure.
 constexpr double kNoForce = 1.0;   // N
 constexpr double kNoMoment = 0.1;  // N m
 
 constexpr unsigned kSettleTime = 10000;  // us
-
-VECT force(const FORCESENSOR_DATA& w) { return {w.fx, w.fy, w.fz}; }
-VECT moment(const FORCESENSOR_DATA& w) { return {w.mx, w.my, w.mz}; }
-
-// The matrix that makes p x f out of p.
-ROTRSF crossedWith(const VECT& f) { return {{0, -f.z, f.y}, {f.z, 0, -f.x}, {-f.y, f.x, 0}}; }
 
 void persistLoadWeight() {
     persist(FORCE_SENSOR_SECTION, "FORCESENSOR_LOADWEIGHT", mpb.forceSensorLoadWeight);
@@ -72,8 +42,6 @@ void persistLoadCoord() {
     persist(FORCE_SENSOR_SECTION, "FORCESENSOR_LOADCOORDY", mpb.forceSensorLoadCoord.y);
     persist(FORCE_SENSOR_SECTION, "FORCESENSOR_LOADCOORDZ", mpb.forceSensorLoadCoord.z);
 }
-
-bool coordRefused(double mm) { return mm < MINLOADCOORD || mm > MAXLOADCOORD; }
 
 // What is logged of readings that determine nothing.
 struct SingularLines {
@@ -145,7 +113,7 @@ Solution solution(NormalEquations& equations) {
 // ---- by hand
 
 int tmcSetForceSensorLoadWeight(double weight, int curLine) {
-    if (weight < kSlightlyNegative || weight > byType(kHeaviestLoad, kHeaviestLoadOther, mcb.robotType)) {
+    if (loadWeightRefused(weight, mcb.robotType)) {
         mcb.paraError = zvCtlLoadWeightError;
         return -1;
     }
@@ -157,10 +125,7 @@ int tmcSetForceSensorLoadWeight(double weight, int curLine) {
 }
 
 int tmcSetForceSensorLoadCoord(VECT loadCoord, int curLine) {
-    const ZvParaError refusal = coordRefused(loadCoord.x)   ? zvCtlLoadCoordXError
-                                : coordRefused(loadCoord.y) ? zvCtlLoadCoordYError
-                                : coordRefused(loadCoord.z) ? zvCtlLoadCoordZError
-                                                            : zvCtlParaOK;
+    const ZvParaError refusal = loadCoordFault(loadCoord);
     if (refusal != zvCtlParaOK) {
         mcb.paraError = refusal;
         mpb.currentLine = curLine;  // unlike a refused weight, on purpose
@@ -196,25 +161,13 @@ int tmcForceSensor_loadWeightIdentify(FORCESENSOR_DATA onePoint, double* loadWei
 int tmcForceSensor_loadCoordIdentify(FORCESENSOR_DATA* threePoint, VECT* loadCoord) {
     ROTRSF left = {};
     VECT right = {};
-    for (int k = 0; k < 3; k++) {
-        const ROTRSF A = crossedWith(force(threePoint[k]));
-        const VECT B = moment(threePoint[k]);
-        ROTRSF transposed, square;
-        trsposeRotrsf(&transposed, &A);
-        multRotrsf(&square, &transposed, &A);
-        addRotrsf(&left, &left, &square);
-        VECT product;
-        multRotrsfVect(&product, &transposed, &B);
-        addVect(&right, &right, &product);
-    }
+    for (int k = 0; k < 3; k++)
+        addEquation(crossedWith(force(threePoint[k])), moment(threePoint[k]), &left, &right);
     double det;
     detRotrsf(&left, &det);
     if (singular(det, threePoint, kSimpleLines)) return -1;
 
-    ROTRSF inverse;
-    VECT center;
-    invRotrsf(&inverse, &left);
-    multRotrsfVect(&center, &inverse, &right);
+    const VECT center = solveEquations(left, right);
     *loadCoord = {center.x * 1000, center.y * 1000, center.z * 1000};
     return 0;
 }

@@ -499,6 +499,54 @@ TARN_API int zvmcimpedencejoint(PID* pid, double* joint_pos, double* input, doub
 TARN_API int zvmcteachcontrolinterfere(PID* pid, Interfere interfere, TRSF curpos, double* joint_pos,
                                        double* input, double* tau);
 
+// ==== identification of the tool load, without a force sensor
+//
+// Scripted: the host runs a program of fixed lines, with mpb.currentLine on the line and mpb.state 2
+// (TGEN_SERVICE) while a segment runs. Lines 3 and 4 hold the load by joint 5, lines 6 and 7 by joint 3; they
+// give one estimate of the mass for each 1001 cycles. Lines 9 and 10 turn it by joint 6; mpb.state 1
+// (TGEN_IDLE) there ends the run. The levers are fixed for all arms, 0.102 m from joint 5 and 0.232 m from
+// joint 3: a pose that does not hold the load's center there gives a wrong mass.
+
+// Starts (1) or ends (0) the run; both forget all of mcb.loadIdentify. Returns 0, or -1 for another status,
+// with nothing changed. What a run that ends within a chunk has summed counts in the next run. Command.
+TARN_API int tmcLoadIdentifyStartEnd(uint8_t status);
+
+// One cycle of the run; does nothing without one. Compares how.currentFeedback with the gravity torque of the
+// bare arm at mpb.j6, plus friction at mpb.jCvel where mcb.fricCompensationFlag is 1. A mass below 2.5 kg is
+// corrected by -0.5 kg. Chunks beyond LOADIDENTIFYBUFNUM are dropped. Returns 0. Cycle, once.
+TARN_API int zvmcLoadIdentifyControl();
+
+// *identify: 1 once the run has ended. *weight: mass, kg; *loadCoord: center of mass, mm, E. All 0 before;
+// no number where no chunk has been closed, the center also with a mass of 0. Returns 0. Command.
+TARN_API int tmcGetLoadWeightCoord(uint8_t* identify, double* weight, VECT* loadCoord);
+
+// Nine points: the same nine poses with the bare arm (loadFlag 0) and again with the load (1), the arm at
+// rest in each. Needs full dynamics, mcb.newTeachEnable 2, whose block samples the torques. They all return 0
+// but where told, and are commands.
+
+// Tells which of the two is being recorded. With any other flag nothing is.
+TARN_API int zvmcSetCurrentLoadIdentifyFlag(uint8_t loadFlag);
+
+// Records pose RecordCount, 1 to 9; another number records nothing. The Jacobian takes the joint angles, in
+// degrees, for radians: it is that of the pose only where the two are the same angle, every
+// 360 / (180 / 3.14159 - 1) = 6.39 degrees. Types 303 to 400 have none, and record no numbers.
+TARN_API int zvmcSaveLoadIdentifyPoint(int RecordCount);
+
+// Evaluates the records: means over poses 1, 2, 4, 6 and 8. *m: kg. xyz[0], xyz[1]: what the load's moment is
+// about y and x of B, over its weight, m; xyz[2]: distance of its center from the vertical through the
+// flange, mm. Poses that are averaged have the flange's axis vertical, pointing down; the others tilt it, or
+// the poses tell nothing: that is -1, with m and xyz untouched and the sums in the log. The sums grow from
+// call to call.
+TARN_API int zvmcComEndLoadMain(double* m, double* xyz);
+
+// Sets the load in use, kg and mm in E, and keeps it as record loadNum. Stores mpb.loadNum, loadWeight,
+// loadCoord and the lists, and persists LOAD_NUM, LOAD_WEIGHT, LOAD_Coord_X to Z and, among the loads,
+// LOAD0_WEIGHT, LOAD0_Coord_X to Z of the record. Returns 0; -3 for a record above 19; -1 for a weight below
+// -1e-06 or above what the robot type carries, with zvCtlLoadWeightError; -2 for a component beyond +-1000,
+// with zvCtlLoadCoordXError, ...YError or ...ZError for the first one. But for -3, stores curLine in
+// mpb.currentLine. Command.
+TARN_API int tmcSetLoadPara(uint8_t loadNum, double weight, VECT loadCoord, int curLine);
+
 // ==== identification of inertial parameters
 //
 // A run moves all joints through the excitation, compares the torques of joints 4 to 6 with a fixed arm's

@@ -10,6 +10,7 @@
 #include "cycle/full_dynamics.h"
 #include "force_control/torque_drag.h"
 #include "guiding/stages.h"
+#include "identification/scripted_run.h"
 
 namespace tarn {
 
@@ -23,6 +24,7 @@ void coldStart() {
     coldStartCustomThresholds();  // the debounce counters
     coldStartTrace();             // the number of rows, the flag of the printout
     coldStartTorqueDrag();        // the count of its speed watch
+    coldStartScriptedRun();       // the chunk in hand of the scripted load identification
     restartFullDynamics();        // the next cycle in that mode resets its filters
     coldStartGuiding();           // gains and regulators under the hand, and likewise for their filters
 }

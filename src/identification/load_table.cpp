@@ -1,0 +1,51 @@
+// The load in use and the twenty records that it is kept in.
+#include "identification/load_in_use.h"
+#include "model/payload.h"
+#include "support/persist.h"
+#include "tarnmotioncontrol/tmcmotionparamblock.h"
+#include "tarntools/tools_log.h"
+#include "tmcforceblock.h"
+
+using namespace tarn;
+
+namespace {
+
+void persistRecord(int number, double weight, const VECT& coord) {
+    const struct {
+        const char* name;
+        double value;
+    } entries[] = {{"_WEIGHT", weight}, {"_Coord_X", coord.x}, {"_Coord_Y", coord.y}, {"_Coord_Z", coord.z}};
+    for (const auto& [name, value] : entries) {
+        char key[16] = "LOAD";
+        int n = 4;
+        if (number > 9) key[n++] = static_cast<char>('0' + number / 10);
+        key[n++] = static_cast<char>('0' + number % 10);
+        for (const char* c = name; *c != '\0'; c++) key[n++] = *c;
+        ConfigWriteEntry(LOAD_CONFIG_FILE, LOAD_PARAM_SECTION, key, static_cast<float>(value));
+    }
+}
+
+}  // namespace
+
+int tmcSetLoadPara(uint8_t loadNum, double weight, VECT loadCoord, int curLine) {
+    if (loadNum >= MAXLOADNUM) return -3;
+    const ZvParaError coordFault = loadCoordFault(loadCoord);
+    const bool weightRefused = loadWeightRefused(weight, mcb.robotType);
+    if (weightRefused || coordFault != zvCtlParaOK) {
+        mcb.paraError = weightRefused ? zvCtlLoadWeightError : coordFault;
+        mpb.currentLine = curLine;
+        return weightRefused ? -1 : -2;
+    }
+    mpb.loadNum = loadNum;
+    mpb.loadWeight = mpb.loadWeightList[loadNum] = weight;
+    mpb.loadCoord = mpb.loadCoordList[loadNum] = loadCoord;
+    Write_Log(LOG_INFO, "loadNum:%u", static_cast<unsigned>(loadNum));
+    Write_Log(LOG_INFO, "loadWeight:%f", weight);
+    Write_Log(LOG_INFO, "loadCoord:%f %f %f", loadCoord.x, loadCoord.y, loadCoord.z);
+
+    persist(USER_PARAM_SECTION, "LOAD_NUM", loadNum);
+    persistLoadInUse();
+    persistRecord(loadNum, weight, loadCoord);
+    mpb.currentLine = curLine;
+    return 0;
+}

@@ -190,6 +190,34 @@ TARN_API int zvmcSensorComload(double* m, double* xyz);
 // Persists weight, center of mass and residual offset.
 TARN_API void forceSensorSaveLoadCoord(void);
 
+// ==== identification of the tool load in hand guiding
+//
+// While it is on and the arm is guided (mpb.state 4), mpb.forceRCS is the wrench of the load alone plus the
+// operator's: load and residual offset are left in. Windows of five samples tell the mass, which becomes the
+// load in use at once.
+
+// Switches it off (0) or on (1). Stores mcb.loadIdentifyDyn.loadIdentifyDynCtl and persists
+// LOAD_IDENTIFY_DYN. Returns 0, or -1 for another status. Command.
+TARN_API int tmcLoadIdentifyDynOnOff(uint8_t status);
+
+// Sets the time from sample to sample, 0 to 1000 ms, for a step each 5 ms; below 5 no sample is taken. Stores
+// mcb.loadIdentifyDyn.loadIdentifyDynTime and persists LOAD_IDENTIFY_TIME. Returns 0, or -1 for a time out of
+// range. A new time within a guiding may lie behind the count of steps: then no more samples are taken in it.
+// Command.
+TARN_API int tmcSetLoadIdentifyDynPara(int sampleTime);
+
+// One step. From the fifth sample of a guiding on, each one sets mpb.loadWeight, held to 0 and to what the
+// robot type carries; mpb.loadCoord stays as it is. The step that finds the guiding over persists both.
+// Returns 0; -1 with a line in the log and nothing stored when mass or center is no number, as with five
+// forces in one direction. Cycle, every 5 ms.
+TARN_API int zvmcLoadIdentifyDynControl();
+
+// Evaluates five wrenches of a load, fivePoint[5], N and N m about the frame's origin, and the orientations
+// R[5], E in B. xyz[3]: output, its center, mm, by least squares; no number or a wild one when the forces are
+// parallel. *m: output, kg, the length of the mean of R' F over 9.8: too little by as much as the
+// orientations differ. Returns 0. Cycle and command.
+TARN_API int zvmcComloaddymIdentify(FORCESENSOR_DATA* fivePoint, ROTRSF* R, double* m, double* xyz);
+
 // ==== force collision guard
 //
 // Holds mpb.forceRCS against a band and reacts as mcb.collisionPauseFlag says; a hit ends in a fault, a pause

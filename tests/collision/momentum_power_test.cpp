@@ -14,6 +14,7 @@
 #include "collision/trace.h"
 #include "force_control/torque_drag.h"
 #include "identification/scripted_run.h"
+#include "identification/sensor_load.h"
 #include "numeric/filter_records.h"
 #include "support/cycle_guard.h"
 #include "support/fixture.h"
@@ -117,7 +118,7 @@ struct Bytes {  // of any state
 TEST(Power, ATripClearsExactlyItsSet) {
     auto [s, a, r, power] = std::tie(tarn::supervisor, tarn::afterCollision, tarn::torqueRecord, tarn::powerLimit);
     const Bytes all[] = {s, a, r, tarn::customThresholds, tarn::trace, tarn::momentumObserver, tarn::torqueDrag, tarn::scriptedRun,
-                         tarn::encoderDetector, saveMsgPrintfCount};
+                         tarn::encoderDetector, tarn::sensorLoad, saveMsgPrintfCount};
     const Bytes set[] = {s.pauseResumeFlag, s.pauseResumeCount, s.collisionRecordFlag, a.forceCollisionError, a.ftCollisionData,
                          r.currentBuff, r.percentSum, r.percentCount, tarn::customThresholds, tarn::trace, tarn::momentumObserver, tarn::torqueDrag, tarn::scriptedRun};
     const struct { uint8_t servo, on; double limit; bool trips; } rows[] = {{1, 1, 199.999, true}, {1, 1, 200, false}, {1, 0, 0, false}, {0, 1, 0, false}};

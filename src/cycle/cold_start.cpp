@@ -11,6 +11,7 @@
 #include "force_control/torque_drag.h"
 #include "guiding/stages.h"
 #include "identification/scripted_run.h"
+#include "identification/joint_friction.h"
 
 namespace tarn {
 
@@ -25,6 +26,7 @@ void coldStart() {
     coldStartTrace();             // the number of rows, the flag of the printout
     coldStartTorqueDrag();        // the count of its speed watch
     coldStartScriptedRun();       // the chunk in hand of the scripted load identification
+    coldStartJointFriction();     // bins and stage of the friction run
     restartFullDynamics();        // the next cycle in that mode resets its filters
     coldStartGuiding();           // gains and regulators under the hand, and likewise for their filters
 }

@@ -3,6 +3,7 @@
 #include "cycle/stages.h"
 #include "friction/compensation.h"
 #include "guiding/stages.h"
+#include "identification/joint_friction.h"
 #include "tmcforceblock.h"
 
 using namespace tarn;
@@ -16,6 +17,7 @@ void gravityTorqueControl(JNTS* q) {
     loadPublication();
     zvmcJointDefaultTorque(frame.JointTorque);
     torqueModel(frame);
+    frictionSamplingStage(frame);
     dragLockStage(frame);
     interferenceStage(frame);
     afterCollisionStage(frame);

@@ -1,0 +1,7 @@
+#include "identification/single_joint.h"
+
+namespace tarn {
+
+SINGLEJOINTIDENTIFY singleJointIdentify;
+
+}  // namespace tarn

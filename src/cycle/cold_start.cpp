@@ -10,8 +10,8 @@
 #include "cycle/full_dynamics.h"
 #include "force_control/torque_drag.h"
 #include "guiding/stages.h"
-#include "identification/scripted_run.h"
 #include "identification/joint_friction.h"
+#include "identification/scripted_run.h"
 
 namespace tarn {
 

@@ -13,8 +13,10 @@
 #include "collision/torque_record.h"
 #include "collision/trace.h"
 #include "force_control/torque_drag.h"
+#include "identification/joint_friction.h"
 #include "identification/scripted_run.h"
 #include "identification/sensor_load.h"
+#include "identification/single_joint.h"
 #include "numeric/filter_records.h"
 #include "support/cycle_guard.h"
 #include "support/fixture.h"
@@ -116,11 +118,13 @@ struct Bytes {  // of any state
 
 // Everything is filled, then what the trip clears is filled again: nothing may differ from before.
 TEST(Power, ATripClearsExactlyItsSet) {
-    auto [s, a, r, power] = std::tie(tarn::supervisor, tarn::afterCollision, tarn::torqueRecord, tarn::powerLimit);
+    auto [s, a, r, power, f] = std::tie(tarn::supervisor, tarn::afterCollision, tarn::torqueRecord, tarn::powerLimit, tarn::jointFriction);
     const Bytes all[] = {s, a, r, tarn::customThresholds, tarn::trace, tarn::momentumObserver, tarn::torqueDrag, tarn::scriptedRun,
-                         tarn::encoderDetector, tarn::sensorLoad, saveMsgPrintfCount};
+                         tarn::encoderDetector, tarn::sensorLoad, saveMsgPrintfCount,
+                         tarn::singleJointIdentify, f.j_vel, f.j_velN, f.j_vel_high, f.j_velN_high, f.slowFlag, f.velFlag};
     const Bytes set[] = {s.pauseResumeFlag, s.pauseResumeCount, s.collisionRecordFlag, a.forceCollisionError, a.ftCollisionData,
-                         r.currentBuff, r.percentSum, r.percentCount, tarn::customThresholds, tarn::trace, tarn::momentumObserver, tarn::torqueDrag, tarn::scriptedRun};
+                         r.currentBuff, r.percentSum, r.percentCount, tarn::customThresholds, tarn::trace, tarn::momentumObserver, tarn::torqueDrag, tarn::scriptedRun,
+                         f.j_vel, f.j_velN, f.j_vel_high, f.j_velN_high, f.slowFlag, f.velFlag};
     const struct { uint8_t servo, on; double limit; bool trips; } rows[] = {{1, 1, 199.999, true}, {1, 1, 200, false}, {1, 0, 0, false}, {0, 1, 0, false}};
     for (const auto& [servo, on, limit, trips] : rows) {
         fixture::start(103);

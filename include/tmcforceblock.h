@@ -641,6 +641,49 @@ TARN_API int zvmcGetJointFrictionStatus(uint16_t* status, float* realFriction, f
 // torque unit of param; no number where the exponential overflows. From anywhere.
 TARN_API float frictionCalculate(float* param, float jointVel);
 
+// ==== status
+//
+// Readings of the blocks without a lock: one may mix the values of two cycles. Arrays are outputs, of six
+// joints unless told. From anywhere; none can fail.
+
+// Motion and torque of the joints. targetVel, realVel: commanded and measured velocity, degrees/s. targetAcc,
+// realAcc: the same of the acceleration, degrees/s^2. targetTorque, realTorque: expected and measured torque
+// as the supervisor shows them, N m, motor side. tcpRealForce: force and torque at the end as the custom
+// thresholds see it, N and N m, B. Returns 0.
+TARN_API int zvmcGetJointStatus(double* targetVel, double* realVel, double* targetAcc, double* realAcc,
+                                double* targetTorque, double* realTorque, double* tcpRealForce);
+
+// Measured motor currents, thousandths of the rated torque. Returns 0.
+TARN_API int zvmcGetJointCurrent(double* currentFeedback);
+
+// Motor torque as commanded (MeoTorque) and as measured (RealTorque), N m, motor side, from the currents and
+// the rated torques. Returns 0.
+TARN_API int zvmcOutTorqueMeoAndReal(double* MeoTorque, double* RealTorque);
+
+// Where the arm stands in the zones that mcb.interfereJoint, interfereCube and safetyPlaneEnterFlag tell, at
+// this moment. entryInterfere: 1 for a joint with its measured position strictly inside its range (mode 0) or
+// strictly outside (mode 1), 0 for all others, a joint without a zone among them. entry_cube_interference[0]:
+// 1 in the box. entry_safety_planes[8]: 1 for a plane that is crossed. Returns 0.
+TARN_API int zvmcGetInterfereStatus(uint8_t* entryInterfere, uint8_t* entry_cube_interference,
+                                    uint8_t* entry_safety_planes);
+
+// Poses of the six links in B at the commanded joints mpb.jC, for a display: each where its own joint's
+// housing sits on the axis, z along it. descarj1 to 6: turning with the joint; desring1 to 6: turned back by
+// it. Each is seven numbers: quaternion, scalar part first, then position, m. All six poses have their origin
+// in B's on types 101 to 400 that are none of 101 to 103, 201, 202, 301, 302. Logs the first six poses at
+// LOG_DEBUG. Returns 0. Command.
+TARN_API int zvmcGetDesJointsPos(double* descarj1, double* descarj2, double* descarj3, double* descarj4,
+                                 double* descarj5, double* descarj6, double* desring1, double* desring2,
+                                 double* desring3, double* desring4, double* desring5, double* desring6);
+
+// Highest joint speeds of the arm, velMax[6], degrees/s. In hand guiding, mpb.state 4, the first joint whose
+// measured velocity is above its own sets mcb.motionAlarm, zvCtlJ1SpeedOver to zvCtlJ6SpeedOver; only speed
+// in the positive direction does. Returns 0. Cycle and command.
+TARN_API int MaxJointVel(double* velMax);
+
+// Highest joint accelerations of the arm, AccMax[6], degrees/s^2. Cycle and command.
+TARN_API void JointMaxAcc(float* AccMax);
+
 // ==== records and constants
 // clang-format off
 

@@ -128,4 +128,89 @@ echo '#include "collision/after_collision.h"' > src/friction/shared.cpp
 passes "a header of shared state" "$tools/check_layers.sh" src include
 catches "a folder without sources" "no include found" "$tools/check_layers.sh" empty include
 
+# a repository with one of each that the reference pages tell
+mkdir -p ref/docs ref/src/arm ref/host ref/sim ref/include/tarnhal ref/include/tarnmotioncontrol
+cat > ref/include/tarnhal/thalintf.h << 'END'
+struct HOW {
+    short currentSet[6];   // 0.001 rated torque   library   current
+};
+END
+cat > ref/include/tarnmotioncontrol/tmcmotionparamblock.h << 'END'
+struct POINT {
+    double x, y;           // mm                   place
+};
+struct ELSEWHERE {
+    int alone;             // -          host  in no block
+};
+struct MOTION_CONTROL_BLOCK {
+    POINT  corner;         //            host  a place
+    double speed;          // deg/ms     both  a speed, which the host reads
+};
+END
+cat > ref/include/tarnmotioncontrol/tmcfaultblock.h << 'END'
+#define ZV_CTL_IO_ERROR 0x16000000U
+    zvCtlIOOK         = ZV_CTL_IO_ERROR + 0x0,
+    zvCtlIOVALUEError = ZV_CTL_IO_ERROR + 0x2,
+    zvCtlIONOError    = ZV_CTL_IO_ERROR + 0x1a,
+END
+cat > ref/src/arm/arm.cpp << 'END'
+#include "support/persist.h"
+constexpr TypeRow<double> kLengths[] = {{1, 2, 3.0}};
+void set() {
+    persist(A_SECTION, "SPEED_FIRST", 1);  // "COMMENTED_OUT"
+    persistSix(A_SECTION, "SPEED_GAIN#", gains);
+    if (mcb.ioError != zvCtlIONOError) mcb.ioError = zvCtlIOVALUEError;
+    Write_Log(LOG_ERR, "speed %f "
+                       "is odd\n", 1.0);
+}
+END
+echo '    {kUser, "A_PARAM",  "SPEED_FIRST",  kOne, &a, {0, 1}},' > ref/host/settings_table.cpp
+cat > ref/docs/blocks.md << 'END'
+## how: `HOW`
+| `currentSet` | short[6] | 0.001 rated torque | lib: the cycle | host | current |
+## mcb: `MOTION_CONTROL_BLOCK`
+| `corner` | POINT | - | host | all | a place |
+| `speed` | double | deg/ms | both: a setter | all | a speed |
+## corners: `POINT`
+| `x`, `y` | double | mm | host | all | place |
+END
+cat > ref/docs/settings.md << 'END'
+### A_PARAM
+| `SPEED_FIRST` | a speed |
+| `SPEED_GAIN1` to `SPEED_GAIN6` | gains |
+| `NOT_YET` | comes later |
+END
+cat > ref/docs/faults.md << 'END'
+| 0x16000002 | `zvCtlIOVALUEError` | set | odd | even |
+Others: `zvCtlIOOK` 0x16000000, `zvCtlIONOError` 0x1600001A.
+END
+cat > ref/docs/log.md << 'END'
+| `speed %f is odd\n` | error | odd | arm.cpp |
+END
+echo '| `src/arm/arm.cpp` | `kLengths` | lengths | none |' > ref/docs/add-a-robot-type.md
+passes "reference pages, clean" "$tools/check_reference.sh" ref
+# slips FILE SED_SCRIPT EXPECTED: this edit of a page or source must be named
+slips() {
+    cp "ref/$1" kept
+    sed -i "$2" "ref/$1"
+    catches "$2 in $1" "$3" "$tools/check_reference.sh" ref
+    cp kept "ref/$1"
+}
+slips docs/blocks.md '/speed/d' "missing: MOTION_CONTROL_BLOCK speed"
+slips docs/blocks.md 's/`x`, `y`/`x`/' "missing: POINT x, y"
+slips docs/blocks.md 's/speed` | double/speed` | float/' "type float"
+slips docs/blocks.md 's|deg/ms|deg/s|' "unit deg/s"
+slips docs/blocks.md 's/both/host/' "writer host"
+slips docs/blocks.md 's/`corner`/`center`/' "no such field: MOTION_CONTROL_BLOCK center"
+slips docs/settings.md '/FIRST/d' "missing: key SPEED_FIRST"
+slips docs/settings.md 's/ to `SPEED_GAIN6`//' "missing: key SPEED_GAIN"
+slips docs/settings.md 's/A_PARAM/B_PARAM/' "in section A_PARAM"
+slips docs/faults.md 's/16000002/16000003/' "zvCtlIOVALUEError: number 16000003"
+slips docs/faults.md 's/| 0x16000002 | \(`[^`]*`\)/\1 0x16000002/' "listed as not raised"
+slips docs/faults.md 's/, `zvCtlIONO.*//' "missing: zvCtlIONOError"
+slips docs/log.md 's/odd/even/' "missing: speed %f is odd"
+slips docs/log.md 's/error/info/' "is not error"
+slips docs/add-a-robot-type.md 's/kLengths/kWidths/' "missing: src/arm/arm.cpp kLengths"
+slips src/arm/arm.cpp '/TypeRow/d' "no such table: kLengths"
+
 exit "$failed"

@@ -2,6 +2,7 @@
 # The reference pages of docs/ hold what the sources hold: the blocks field by field, the keys that are persisted,
 # the faults, the log lines, the tables by robot type. A page may say more than the sources, but for the blocks.
 # Usage: check_reference.sh REPOSITORY
+# shellcheck disable=SC2046,SC2013 # paths without spaces
 set -eu
 cd "$1"
 work=$(mktemp -d)
@@ -67,7 +68,7 @@ END {
 }' include/tarnmotioncontrol/tmcmotionparamblock.h include/tarnhal/thalintf.h > "$work/fields"
 
 awk -F' *[|] *' '
-/^## / { record = ""; if (match($0, /`[A-Za-z0-9_]+`/)) record = substr($0, RSTART + 1, RLENGTH - 2) }
+/^## / { record = ""; if (match($0, /\([A-Za-z0-9_]+\)$/)) record = substr($0, RSTART + 1, RLENGTH - 2) }
 record != "" && /^\| `/ {
     name = $2; gsub(/`/, "", name)
     writer = $5; sub(/[:,;].*/, "", writer)

@@ -166,12 +166,12 @@ void set() {
 END
 echo '    {kUser, "A_PARAM",  "SPEED_FIRST",  kOne, &a, {0, 1}},' > ref/host/settings_table.cpp
 cat > ref/docs/blocks.md << 'END'
-## how: `HOW`
+## how (HOW)
 | `currentSet` | short[6] | 0.001 rated torque | lib: the cycle | host | current |
-## mcb: `MOTION_CONTROL_BLOCK`
+## mcb (MOTION_CONTROL_BLOCK)
 | `corner` | POINT | - | host | all | a place |
 | `speed` | double | deg/ms | both: a setter | all | a speed |
-## corners: `POINT`
+## corners (POINT)
 | `x`, `y` | double | mm | host | all | place |
 END
 cat > ref/docs/settings.md << 'END'

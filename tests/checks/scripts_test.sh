@@ -128,6 +128,24 @@ echo '#include "collision/after_collision.h"' > src/friction/shared.cpp
 passes "a header of shared state" "$tools/check_layers.sh" src include
 catches "a folder without sources" "no include found" "$tools/check_layers.sh" empty include
 
+mkdir -p pages/docs pages/src
+: > pages/src/arm.cpp
+printf '# Arm\n[guide](docs/guide.md#how-to-start), [web](https://example.org/no.md), `src/arm.cpp`\n' > pages/README.md
+printf '# Guide\n## How to start\n[back](../README.md), [here](#guide)\n```\n[code](no.md)\n```\n' > pages/docs/guide.md
+passes "links, clean" "$tools/check_docs.sh" pages
+# dead LINE EXPECTED: this line in a page must be named
+dead() {
+    cp pages/docs/guide.md kept
+    echo "$1" >> pages/docs/guide.md
+    catches "$1" "$2" "$tools/check_docs.sh" pages
+    cp kept pages/docs/guide.md
+}
+dead '[gone](gone.md)' "docs/guide.md:7: no such file: gone.md"
+dead '[up](../../README.md)' "no such file: ../../README.md"
+dead '[part](../README.md#leg)' "no such heading: ../README.md#leg"
+dead 'see `src/leg.cpp`' "no such file: src/leg.cpp"
+catches "a folder without pages" "no page found" "$tools/check_docs.sh" empty
+
 # a repository with one of each that the reference pages tell
 mkdir -p ref/docs ref/src/arm ref/host ref/sim ref/include/tarnhal ref/include/tarnmotioncontrol
 cat > ref/include/tarnhal/thalintf.h << 'END'

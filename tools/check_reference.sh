@@ -1,9 +1,10 @@
 #!/bin/sh
 # The reference pages of docs/ hold what the sources hold: the blocks field by field, the keys that are persisted,
-# the faults, the log lines, the tables by robot type. A page may say more than the sources, but for the blocks.
+# the faults, the log lines, the tables by robot type, the services of a host. A page may say more than the sources, but for the blocks.
 # Usage: check_reference.sh REPOSITORY
 # shellcheck disable=SC2046,SC2013 # paths without spaces
 set -eu
+tools=$(cd "$(dirname "$0")" && pwd)
 cd "$1"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -210,6 +211,15 @@ END {
 }' file=1 "$work/tables" file=2 docs/add-a-robot-type.md | sort > "$work/problems"
 tells add-a-robot-type.md
 
+# ---- services: what a host must provide
+
+find include -name '*.h' -exec awk -f "$tools/declared_names.awk" {} + | sed -n 's/^host //p' | sort -u > "$work/services"
+while read -r name; do
+    grep -qF "\`$name\`" docs/integration.md || echo "missing: $name"
+done < "$work/services" > "$work/problems"
+[ -s "$work/services" ] || echo "no service found in the headers" > "$work/problems"
+tells integration.md
+
 [ "$failed" -eq 0 ] && echo "$(wc -l < "$work/fields") fields, $(wc -l < "$work/keys") keys, $(wc -l < "$work/codes") faults," \
-    "$(wc -l < "$work/tables") tables and every log line stand as in the sources"
+    "$(wc -l < "$work/tables") tables, $(wc -l < "$work/services") services and every log line stand as in the sources"
 exit "$failed"

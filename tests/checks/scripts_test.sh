@@ -182,6 +182,8 @@ void set() {
                        "is odd\n", 1.0);
 }
 END
+echo 'extern "C" { int stopArm(void); }' > ref/include/services.h
+echo '| `stopArm` | cycle | stop the arm |' > ref/docs/integration.md
 echo '    {kUser, "A_PARAM",  "SPEED_FIRST",  kOne, &a, {0, 1}},' > ref/host/settings_table.cpp
 cat > ref/docs/blocks.md << 'END'
 ## how (HOW)
@@ -229,6 +231,7 @@ slips docs/faults.md 's/, `zvCtlIONO.*//' "missing: zvCtlIONOError"
 slips docs/log.md 's/odd/even/' "missing: speed %f is odd"
 slips docs/log.md 's/error/info/' "is not error"
 slips docs/add-a-robot-type.md 's/kLengths/kWidths/' "missing: src/arm/arm.cpp kLengths"
+slips docs/integration.md 's/stopArm/goArm/' "missing: stopArm"
 slips src/arm/arm.cpp '/TypeRow/d' "no such table: kLengths"
 
 exit "$failed"

@@ -457,6 +457,34 @@ void forceDragCycle(int state) {
     zvmcForceSensorDragProcess();
 }
 
+// ---- identification of the tool load: a cycle of the scripted run, a sample of the sensor with its result
+
+void prepareScriptedLoad(int robotType) {
+    prepareArm(robotType);
+    mcb.fricCompensationFlag = 1;
+    mpb.currentLine = 3;
+    tmcLoadIdentifyStartEnd(1);
+}
+
+void scriptedLoad(int state) {
+    mpb.j6 = pose[state];
+    mpb.jCvel = velocity[state];
+    mcb.loadIdentify.weightTotalNum = 0;  // the table never fills
+    zvmcLoadIdentifyControl();
+}
+
+void prepareSensorLoad(int robotType) {
+    prepareSensor(robotType);
+    mpb.state = TGEN_DRAG;
+    mcb.loadIdentifyDyn = {1, 5};
+}
+
+void sensorLoad(int state) {
+    mpb.j6 = pose[state];
+    mpb.forceRCS = handForce(state);
+    zvmcLoadIdentifyDynControl();
+}
+
 void estimateEnvironment(int state) {
     double Q[3] = {0.002, 100.0, 10.0}, R[2] = {0.002, 1.0}, x[3];
     double y[2] = {velocity[state].v[0], velocity[state].v[1]};
@@ -616,6 +644,8 @@ const std::vector<Workload>& workloads() {
         {"gravityTorqueControl/103/forceCollision", "", 103, prepareForceCollision, forceCollision},
         {"gravityTorqueControl/103/powerTrip", "", 103, prepareTorqueServo, wholeCycle},
         {"zvmcMomentumObserver/103", "", 103, prepareArm, observeMomentum},
+        {"zvmcLoadIdentifyControl/103", "", 103, prepareScriptedLoad, scriptedLoad},
+        {"zvmcLoadIdentifyDynControl/103", "", 103, prepareSensorLoad, sensorLoad},
         {"gravityTorqueControl/701/full/quiet", "", 701, prepareFullDynamics, wholeCycle},
         {"gravityTorqueControl/902/full/quiet", "", 902, prepareFullDynamics, wholeCycle},
     };

@@ -13,11 +13,26 @@
 namespace tarn::sim {
 namespace {
 
+// clang-format off
 constexpr const Scenario* kScenarios[] = {
-    &kHold,         &kGuide,        &kGuideRegressor, &kDragLock,     &kInterference, &kMove,
-    &kRecordReplay, &kSensorAlarm,  &kWeigh,          &kIdentify,     &kCollide,      &kStaticCollide,
-    &kFalseAlarm,   &kHoldDynamics, &kGuideDynamics,  &kMoveDynamics,
+    &kHold,
+    &kGuide,
+    &kGuideRegressor,
+    &kDragLock,
+    &kInterference,
+    &kMove,
+    &kRecordReplay,
+    &kSensorAlarm,
+    &kWeigh,
+    &kIdentify,
+    &kCollide,
+    &kStaticCollide,
+    &kFalseAlarm,
+    &kHoldDynamics,
+    &kGuideDynamics,
+    &kMoveDynamics,
 };
+// clang-format on
 
 constexpr std::size_t kProgressStep = 250;  // cycles
 constexpr Joints kBent = {30.0, -60.0, 80.0, -110.0, -90.0, 30.0};

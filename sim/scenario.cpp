@@ -31,6 +31,8 @@ constexpr const Scenario* kScenarios[] = {
     &kHoldDynamics,
     &kGuideDynamics,
     &kMoveDynamics,
+    &kIdentifyLoad,
+    &kIdentifyLoadDynamic,
 };
 // clang-format on
 

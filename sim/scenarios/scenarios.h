@@ -12,6 +12,8 @@ extern const Scenario kRecordReplay;
 extern const Scenario kSensorAlarm;
 extern const Scenario kWeigh;
 extern const Scenario kIdentify;
+extern const Scenario kIdentifyLoad;
+extern const Scenario kIdentifyLoadDynamic;
 extern const Scenario kCollide;
 extern const Scenario kStaticCollide;
 extern const Scenario kFalseAlarm;

@@ -216,6 +216,23 @@ TEST(Identify, FindsTheLoadOnTheFloor) {
     EXPECT_EQ(runOf("identify", {.mount = kMounts[2]}).verdicts.size(), 2U);
 }
 
+TEST(IdentifyLoad, WeighsWhereItsLeversAreTrue) {
+    for (const RunOptions& options : {RunOptions{.load = 3.0}, RunOptions{.robotType = 401, .load = 12.0}}) {
+        const auto run = runOf("identify-load", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        EXPECT_GT(valueOf(run, "Weight by nine poses off"), 0.5);  // the gear that is 101
+    }
+    const RunOptions other = {.robotType = 303, .load = 3.0};
+    EXPECT_EQ(runOf("identify-load", other).verdicts.size(), 2U);
+}
+
+TEST(IdentifyLoadDynamic, WeighsWhileTheSamplesAreClose) {
+    for (const RunOptions& options : kCases) {
+        const auto run = runOf("identify-load-dynamic", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+    }
+}
+
 // In hand guiding the drives follow their currents alone, and leaving it does not pull the arm back.
 TEST(PositionLoop, StandsByInHandGuiding) {
     Simulation simulation({.startPose = {30.0, -60.0, 80.0, -110.0, -90.0, 30.0}, .positionLoop = 15.0});
@@ -286,10 +303,10 @@ TEST(Scenarios, LeaveNothingBehind) {
         return runOf("hold", {.seed = 7, .load = 3.0, .seconds = 1.0}).recording.values;
     };
     const auto first = stand();
-    for (const char* name :
-         {"guide", "move", "guide-dynamics", "move-dynamics", "record-replay", "sensor-alarm", "weigh",
-          "identify", "collide", "static-collide", "false-alarm", "drag-lock", "interference"}) {
-        runOf(name, {.robotType = 401, .seconds = 2.0});
+    for (const char* name : {"guide", "move", "guide-dynamics", "move-dynamics", "record-replay",
+                             "sensor-alarm", "weigh", "identify", "identify-load", "identify-load-dynamic",
+                             "collide", "static-collide", "false-alarm", "drag-lock", "interference"}) {
+        runOf(name, {.robotType = 401, .load = 2.0, .seconds = 2.0});
         EXPECT_EQ(first, stand()) << "after " << name;
     }
 }

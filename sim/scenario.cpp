@@ -33,6 +33,7 @@ constexpr const Scenario* kScenarios[] = {
     &kMoveDynamics,
     &kIdentifyLoad,
     &kIdentifyLoadDynamic,
+    &kIdentifyFriction,
 };
 // clang-format on
 

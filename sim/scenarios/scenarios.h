@@ -14,6 +14,7 @@ extern const Scenario kWeigh;
 extern const Scenario kIdentify;
 extern const Scenario kIdentifyLoad;
 extern const Scenario kIdentifyLoadDynamic;
+extern const Scenario kIdentifyFriction;
 extern const Scenario kCollide;
 extern const Scenario kStaticCollide;
 extern const Scenario kFalseAlarm;

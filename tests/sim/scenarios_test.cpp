@@ -231,6 +231,23 @@ TEST(IdentifyLoadDynamic, WeighsWhileTheSamplesAreClose) {
         const auto run = runOf("identify-load-dynamic", options);
         EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
     }
+// The fit follows the plant's friction, scaled or not, and the drive's torque that the page shows does, too.
+// On a wall the weight of a load that nobody told of changes on the way.
+TEST(IdentifyFriction, FindsTheCurveOfEachArm) {
+    for (const RunOptions& options : {kCases[0], kCases[2]}) {
+        const auto run = runOf("identify-friction", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        const std::vector<Joints>& lines = run.recording.values.back();
+        const std::size_t arm = lines.size() / 3;
+        double off[3] = {}, all[3] = {};
+        for (std::size_t k = 0; k < 3 * arm; k++) {
+            off[k / arm] += std::fabs(lines[k][2] - lines[k][1]);
+            all[k / arm] += std::fabs(lines[k][1]);
+        }
+        for (int k = 0; k < 3; k++) EXPECT_LT(off[k], 0.05 * all[k]) << options.robotType << " " << k;
+        EXPECT_NEAR(all[1] / all[0], 2.5, 1e-6);
+    }
+    EXPECT_TRUE(fails(runOf("identify-friction", {.mount = kMounts[1], .loadError = 3.0}), "curve off"));
 }
 
 // In hand guiding the drives follow their currents alone, and leaving it does not pull the arm back.
@@ -307,6 +324,9 @@ TEST(Scenarios, LeaveNothingBehind) {
                              "sensor-alarm", "weigh", "identify", "identify-load", "identify-load-dynamic",
                              "collide", "static-collide", "false-alarm", "drag-lock", "interference"}) {
         runOf(name, {.robotType = 401, .load = 2.0, .seconds = 2.0});
+                             "sensor-alarm", "weigh", "identify", "identify-friction", "collide",
+                             "static-collide", "false-alarm", "drag-lock", "interference"}) {
+        runOf(name, {.robotType = 401, .seconds = 2.0});
         EXPECT_EQ(first, stand()) << "after " << name;
     }
 }

@@ -32,7 +32,7 @@ says record-replay
 says sensor-alarm
 says weigh
 says identify
-for name in collide static-collide false-alarm; do says $name; done
+for name in identify-friction collide static-collide false-alarm; do says $name; done
 says hold-dynamics
 says guide-dynamics
 says move-dynamics

@@ -54,6 +54,7 @@ void prepareArm(int robotType) {
     mpb.loadCoord = load.cmc;
     mpb.state = TGEN_SERVICE;
     mcb.fricCompensationFlag = 0;
+    zvmcSingleJointFrictionOnlineOnOff(1, 0);
 }
 
 void setFullDynamics() {
@@ -580,6 +581,23 @@ void wholeCycle(int state) {
     gravityTorqueControl(&pose[state]);
 }
 
+// The friction run of joint 2: one bin of ten samples, filled over and over.
+void prepareSampling(int robotType) {
+    prepareArm(robotType);
+    zvmcSingleJointFrictionOnlineOnOff(2, 1);
+    mpb.jCvel.v[1] = 0.00045;  // degrees/ms
+    mpb.jCaccRaw.v[1] = 0.0;
+}
+
+void samplingCycle(int state) {
+    if (state % 12 == 0) {
+        uint16_t status;
+        float real[10], factory[10], error[10];
+        zvmcGetJointFrictionStatus(&status, real, factory, error);  // back to the first bin
+    }
+    gravityTorqueControl(&pose[state]);
+}
+
 std::vector<Workload> join(std::vector<Workload> list, const std::vector<Workload>& more) {
     list.insert(list.end(), more.begin(), more.end());
     return list;
@@ -628,6 +646,7 @@ const std::vector<Workload>& workloads() {
         {"zvmcCheckForCollisionError/103/window/tcp", "", 103, prepareSupervisorTcp, superviseWindow},
         {"gravityTorqueControl/103/quiet", "", 103, prepareArm, wholeCycle},
         {"gravityTorqueControl/103/all", "", 103, prepareDrag, wholeCycle},
+        {"gravityTorqueControl/103/sampling", "", 103, prepareSampling, samplingCycle},
         {"gravityTorqueControl/1001/quiet", "", 1001, prepareArm, wholeCycle},
         {"gravityTorqueControl/1001/all", "", 1001, prepareDrag, wholeCycle},
         {"gravityTorqueControl/1/regressor", "", 1, prepareRegressorDrag, wholeCycle},

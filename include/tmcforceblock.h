@@ -607,12 +607,11 @@ TARN_API int zvmcgetloadidentifyresult(Gain gain, double* m, VECT* r);
 
 // ==== identification of a joint's friction
 //
-// A run measures one joint while the host moves it at constant speeds, on which it is in mpb.state 2, and
-// judges it by what left the factory. In order: on, one status call to start the bins over, the sweep, off,
-// one status call for the result. The sweep rises in each direction, first by 0.9 degrees/s from 0.45
-// to 17.55, at least eleven cycles a speed, then by 3.6 degrees/s from 19.8 to 124.2, at least four cycles a
-// speed; a bin that is left out ends its direction. Once 18 degrees/s are reached no slow bin is filled any
-// more.
+// A run measures one joint while the host moves it at constant speeds, in mpb.state 2, and judges it by what
+// left the factory. In order: on, one status call to start the bins over, the sweep, off, one status call for
+// the result. The sweep rises in each direction, first by 0.9 degrees/s from 0.45 to 17.55, at least eleven
+// cycles a speed, then by 3.6 degrees/s from 19.8 to 124.2, at least four cycles a speed; a bin that is left
+// out ends its direction. Once 18 degrees/s are reached no slow bin is filled any more.
 
 // Switches the sampling on (1) or off (0), for joint joint_num, from 1. Stores whatever it is given: with a
 // joint that the arm does not have nothing is sampled, and the result compares with zeros. Returns 0.
@@ -630,9 +629,11 @@ TARN_API void zvmcSingleJointFrictionSaveData(JNTS* torqueGravity);
 // array: fc, fs, qs, yita, sita (see frictionCalculate) of the slow range, then of the fast one.
 // realFriction: found, torques N m on the motor's side; MeoFriction: the factory's, on the joint's;
 // ErrFriction: their difference. *status: 1 where a factory number, cut to a whole one, is over twice the
-// found one, so cut, else 0. The result is that of the whole store: bins that no sweep has filled since load
-// are points at rest, and a second call for the same sweep takes its speeds for smaller than they are.
-// Returns 0. Command, takes many milliseconds; not while sampling.
+// found one, so cut, else 0. So are frictionCompensation and the found curve compared at twenty numbers from
+// -90 to 90 that both take for degrees/ms: the former is 0 there, with its four lines of log each, but for a
+// mpb.defaultJointVel of 900 degrees/s and more. The result is that of the whole store: bins
+// that no sweep has filled since load are points at rest, and a second call for the same sweep takes its
+// speeds for smaller than they are. Returns 0. Command, takes milliseconds; not while sampling.
 TARN_API int zvmcGetJointFrictionStatus(uint16_t* status, float* realFriction, float* MeoFriction,
                                         float* ErrFriction);
 

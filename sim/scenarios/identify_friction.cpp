@@ -7,7 +7,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 
 #include "sim/scenarios/scenarios.h"
@@ -76,7 +78,7 @@ const Group kFriction = {"friction_Nm",
                          "Friction of joint 1 on the motor's side",
                          "N m",
                          frictionLines,
-                         {"drive, beyond the model", "true curve", "fitted curve"}};
+                         {"drive beyond the model", "curve of the plant", "curve as fitted"}};
 
 // Joint 1 to an angle at up to a speed, deg and deg/s; tells whether it went.
 bool move(Run& run, double angle, double speed, bool recorded) {

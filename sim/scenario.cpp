@@ -34,6 +34,7 @@ constexpr const Scenario* kScenarios[] = {
     &kIdentifyLoad,
     &kIdentifyLoadDynamic,
     &kIdentifyFriction,
+    &kTorqueDrag,
 };
 // clang-format on
 

@@ -85,6 +85,17 @@ Joints joints(const JNTS& from) {
     return to;
 }
 
+// deg, by which one frame is turned against another; exact for small angles, too.
+double turnBetween(const ROTRSF& from, const ROTRSF& to) {
+    double square = 0.0;
+    for (const auto axis : {&ROTRSF::n, &ROTRSF::o, &ROTRSF::a}) {
+        VECT step;
+        subtractVect(&step, &(to.*axis), &(from.*axis));
+        square += step.x * step.x + step.y * step.y + step.z * step.z;
+    }
+    return 2.0 * std::asin(std::min(1.0, std::sqrt(square / 8.0))) * 180.0 / std::numbers::pi;
+}
+
 // Tells the blocks which force sensor sits where, and answers its pose in the flange frame.
 Pose mountSensor(const SimulationOptions& options) {
     mcb.fsCompanyID = options.forceSensor.company;
@@ -252,11 +263,12 @@ void Simulation::measure() {
     copy(mpb.j6, measured_);
     copy(mpb.j6vel, velocity_);
     copy(mpb.j6acc, acceleration);
-    const VECT before = mpb.t6.p;
+    const TRSF before = mpb.t6;
     newFwdKinematics(&mpb.j6, &mpb.t6);
     VECT step;
-    subtractVect(&step, &mpb.t6.p, &before);
-    mpb.tcpvel = normVect(&step) * 1000.0;  // mm/s
+    subtractVect(&step, &mpb.t6.p, &before.p);
+    mpb.tcpvel = normVect(&step) * 1000.0;                 // mm/s
+    mpb.tcpOriVel = turnBetween(before, mpb.t6) * 1000.0;  // deg/s
     std::copy(current_.begin(), current_.end(), how.currentFeedback);
     std::copy(encoders_.motor.begin(), encoders_.motor.end(), how.enc);
     std::copy(encoders_.output.begin(), encoders_.output.end(), how.HSEnc);

@@ -6,10 +6,10 @@
 // compared. What compensation leaves of the friction stops the arm when the hand is gone.
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "model/type_table.h"
 #include "sim/hand.h"
+#include "sim/scenarios/guiding_hand.h"
 #include "sim/scenarios/scenarios.h"
 #include "sim/vectors.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
@@ -20,8 +20,6 @@
 namespace tarn::sim {
 namespace {
 
-constexpr double kRadius = 0.25;    // m, of the curve
-constexpr double kAngle = 1.2;      // rad of it, 0.3 m: the way out
 constexpr double kStiffness = 3e3;  // N/m
 constexpr double kDamping = 150.0;  // N s/m
 
@@ -42,28 +40,6 @@ constexpr double kRestLimit = 5.0;       // mm/s, at the end
 constexpr double kCurrentLimit = 32767;  // what the command's 16 bits hold
 constexpr double kCommandLimit = 1.001;  // 1/1000 of rated torque: the cut to whole numbers, and rounding
 
-Joints handForce(const Simulation& simulation) {
-    const Vec3& force = simulation.plant().toolWrench().force;
-    return {force[0], force[1], force[2], vector(force).norm()};
-}
-
-const Group kHandForce = {
-    "hand_N", "Force of the hand, base frame", "N", handForce, {"x", "y", "z", "magnitude"}};
-
-// An arc from a point of the base frame (m): about the base, then in.
-std::function<Vec3(double)> outAndBack(const Vec3& from) {
-    const Eigen::Vector3d up = Eigen::Vector3d::UnitZ();
-    Eigen::Vector3d ahead(from[0], from[1], 0.0);
-    ahead = ahead.norm() > 0.1 ? ahead.normalized() : Eigen::Vector3d::UnitX();
-    const Eigen::Vector3d across = up.cross(ahead);
-    return [=](double time) {
-        const double turn = (time - kGrip) / kOutAndBack;
-        const double angle =
-            turn < 0.0 ? 0.0 : kAngle * 0.5 * (1.0 - std::cos(2.0 * std::numbers::pi * turn));
-        return array(vector(from) + kRadius * (std::sin(angle) * across + (std::cos(angle) - 1.0) * ahead));
-    };
-}
-
 struct Pass {
     Effort effort;
     double farthest;     // mm, of the flange from its start
@@ -75,24 +51,12 @@ struct Pass {
     double otherStates;  // cycles out of hand guiding while it was asked for
 };
 
-// The plant's own torque of the motion as the library sees it: in hand guiding nobody asks for acceleration.
-Joints modelTorque(const Simulation& simulation) {
-    if (simulation.options().torqueModel == GravityOnly)
-        return simulation.plant().gravityTorque(simulation.measured());
-    Joints velocity = simulation.commandedVelocity();
-    for (double& v : velocity) v *= 1000.0;  // deg/s
-    return simulation.plant().motionTorque(simulation.measured(), velocity, {});
-}
-
 // What the cycle that has just run ought to have commanded, from the plant's own torque.
 void compareCommand(const Simulation& simulation, Pass& pass) {
-    double friction[6] = {};
-    if (mcb.fricCompensationFlag == 1) frictionCompensation(&mpb.j6vel, friction);
-    const Joints model = modelTorque(simulation);
+    const Joints model = modelTorque(simulation), friction = compensatedFriction();
     for (int joint = 0; joint < 6; joint++) {
         const auto i = static_cast<std::size_t>(joint);
-        const double torque = model[i] + friction[i] * static_cast<double>(mpb.friction_Free[i]);
-        const double needed = simulation.plant().currentOf(torque, joint);
+        const double needed = simulation.plant().currentOf(model[i] + friction[i], joint);
         pass.demand = std::max(pass.demand, std::fabs(needed));
         // fitted parameters are not the plant's
         if (simulation.options().torqueModel == FittedRegressor) continue;
@@ -139,7 +103,7 @@ Pass guide(Run& run, bool compensation) {
     if (setup.torqueModel == FittedRegressor) adjustGains(simulation);
     const auto flange = [&] { return vector(simulation.plant().tool().flange.origin); };
     const Eigen::Vector3d start = flange();
-    const std::function<Vec3(double)> path = outAndBack(array(start));
+    const std::function<Vec3(double)> path = outAndBack(array(start), kGrip, kOutAndBack);
     Hand hand(HandSpring{kStiffness, kDamping, path}, {}, kGrip, kGrip + kGripped);
     simulation.plant().setToolForces({hand.force()});
     run.mark(compensation ? "start, friction compensated" : "start, friction not compensated");

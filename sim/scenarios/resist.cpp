@@ -10,6 +10,7 @@
 #include <string>
 
 #include "sim/hand.h"
+#include "sim/scenarios/guiding_hand.h"
 #include "sim/scenarios/scenarios.h"
 #include "sim/vectors.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
@@ -38,13 +39,6 @@ constexpr double kStiffnessLimit = 10.0;  // % off that
 constexpr double kFreeLimit = 5.0;        // % of it, where nothing resists
 constexpr double kLateLimit = 2.0;        // cycles until the guiding ends
 constexpr double kIntrusionLimit = 15.0;  // mm
-
-Joints handForce(const Simulation& simulation) {
-    const Vec3& force = simulation.plant().toolWrench().force;
-    return {force[0], force[1], force[2], vector(force).norm()};
-}
-const Group kHandForce = {
-    "hand_N", "Force of the hand, base frame", "N", handForce, {"x", "y", "z", "magnitude"}};
 
 // Slope of a line through points.
 class Slope {

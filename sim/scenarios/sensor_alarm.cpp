@@ -8,6 +8,7 @@
 
 #include "sim/hand.h"
 #include "sim/scenarios/scenarios.h"
+#include "sim/scenarios/sensing_arm.h"
 #include "sim/vectors.h"
 #include "tarnhost/devices.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
@@ -16,15 +17,11 @@
 namespace tarn::sim {
 namespace {
 
-constexpr double kLoop = 15.0;                   // Hz
-constexpr double kDefaultLoad = 1.0;             // kg
-constexpr Vec3 kSensorPlace = {0.0, 0.0, 40.0};  // mm
-constexpr double kForceNoise = 0.3;              // N
-constexpr double kMomentNoise = 0.02;            // N m
-constexpr Vec3 kPush = {30.0, -20.0, 15.0};      // N, peak, base frame
-constexpr Vec3 kGrip = {0.0, 0.0, 120.0};        // mm, flange frame
-constexpr double kPeriod = 1.3;                  // s, of the push
-constexpr int kAskAgain = 7;                     // cycles, from one request of the drags to the next
+constexpr double kLoop = 15.0;               // Hz
+constexpr Vec3 kPush = {30.0, -20.0, 15.0};  // N, peak, base frame
+constexpr Vec3 kGrip = {0.0, 0.0, 120.0};    // mm, flange frame
+constexpr double kPeriod = 1.3;              // s, of the push
+constexpr int kAskAgain = 7;                 // cycles, from one request of the drags to the next
 
 struct Stretch {
     const char* event;
@@ -53,20 +50,12 @@ constexpr Stretch kStretches[] = {
 constexpr double kForceLimit = 1.2;    // N
 constexpr double kMomentLimit = 0.12;  // N m
 
-Joints compensated(const Simulation&) {
-    const FORCESENSOR_DATA& f = mpb.forceRCS;
-    return {f.fx, f.fy, f.fz};
-}
-
 Joints alarm(const Simulation&) {
     return {static_cast<double>(mcb.forceControl.forceSensorState),
             static_cast<double>(mcb.forceControl.endforcedrag.flag)};
 }
 
-const Group kGroups[] = {
-    {"force_N", "Force without the load, flange frame", "N", compensated, {"x", "y", "z"}},
-    {"alarm", "Alarm state of the sensor, and drag", "-", alarm, {"state", "drag"}},
-};
+const Group kAlarm = {"alarm", "Alarm state of the sensor, and drag", "-", alarm, {"state", "drag"}};
 
 struct Findings {
     bool inUse;          // the sensor, in the last cycle
@@ -127,18 +116,11 @@ void cycle(Run& run, const Stretch& stretch, int n, Findings& found) {
 
 // The lines take their time, whatever is asked.
 void play(Run& run, double) {
-    run.recording.more.assign(std::begin(kGroups), std::end(kGroups));
-    SimulationOptions setup = simulationOptions(run.options);
+    run.recording.more = {kCompensatedForce, kAlarm};
+    SimulationOptions setup = sensingArm(run.options);
     setup.positionLoop = kLoop;
-    if (setup.load == 0.0) setup.load = kDefaultLoad;
-    setup.sensorPlace = kSensorPlace;
-    setup.forceSensor.noise = {{kForceNoise, kForceNoise, kForceNoise},
-                               {kMomentNoise, kMomentNoise, kMomentNoise}};
-    setup.forceSensor.seed = run.options.seed + 1;
     Simulation& simulation = run.start(setup);
-    mpb.forceSensorLoadWeight = setup.load;
-    mpb.forceSensorLoadCoord = {setup.loadCenter[0] - kSensorPlace[0], setup.loadCenter[1] - kSensorPlace[1],
-                                setup.loadCenter[2] - kSensorPlace[2]};
+    putSensorToUse(simulation);
 
     Hand hand(HandWrench{[](double time) {
                   const double share = 0.5 * (1.0 - std::cos(2.0 * std::numbers::pi * time / kPeriod));
@@ -154,7 +136,7 @@ void play(Run& run, double) {
         host::axleBus.din = static_cast<std::uint16_t>(stretch.lines << 6);
         for (int n = 0; n < std::lround(stretch.seconds * 1000.0); n++) cycle(run, stretch, n, found);
     }
-    zvmcSetAxleDeviceType(0);
+    takeSensorOut();
     simulation.plant().setToolForces({});  // the hand ends here, the arm is still to be drawn
 
     run.tell("Largest force told", found.pushed, "N");

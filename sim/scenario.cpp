@@ -35,6 +35,7 @@ constexpr const Scenario* kScenarios[] = {
     &kIdentifyLoadDynamic,
     &kIdentifyFriction,
     &kTorqueDrag,
+    &kForceCollide,
 };
 // clang-format on
 

@@ -275,17 +275,21 @@ void Simulation::measure() {
     forceSensorDataProcess(sensorWords_.data());  // before all that reads the force
 }
 
-// The drives follow their set-point at once and exactly; with a position loop it is the feed-forward.
+// The drives follow their set-point at once and exactly; with a position loop it is the feed-forward, and the
+// current has its limit, in hand guiding, too.
 void Simulation::drive() {
     std::copy(std::begin(how.currentSet), std::end(how.currentSet), currentSet_.begin());
     current_ = currentSet_;
-    if (options_.positionLoop == 0.0 || mpb.state == TGEN_DRAG) return;
+    if (options_.positionLoop == 0.0) return;
     constexpr double kRadian = std::numbers::pi / 180.0;
     for (std::size_t i = 0; i < 6; i++) {
-        const double torque = (loopStiffness_[i] * (commanded_[i] - measured_[i]) +
-                               loopDamping_[i] * (commandedVelocity_[i] - velocity_[i]) * 1000.0) *
-                              kRadian;
-        const double total = currentSet_[i] + plant_.currentOf(torque, static_cast<int>(i));
+        double total = currentSet_[i];
+        if (mpb.state != TGEN_DRAG) {
+            const double torque = (loopStiffness_[i] * (commanded_[i] - measured_[i]) +
+                                   loopDamping_[i] * (commandedVelocity_[i] - velocity_[i]) * 1000.0) *
+                                  kRadian;
+            total += plant_.currentOf(torque, static_cast<int>(i));
+        }
         current_[i] = static_cast<std::int16_t>(std::lround(std::clamp(total, -kDriveLimit, kDriveLimit)));
     }
 }
@@ -293,6 +297,7 @@ void Simulation::drive() {
 void Simulation::cycle() {
     measure();
     if (options_.supervised) zvmcCheckForCollisionError();
+    collisionControl();  // nothing, until a command arms the guard
     host::serveRequests();
     commanded_ = joints(mpb.jC);
     commandedVelocity_ = joints(mpb.jCvel);

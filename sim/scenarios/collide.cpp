@@ -20,11 +20,10 @@
 namespace tarn::sim {
 namespace {
 
-constexpr Joints kWay = {40.0, 25.0, -30.0, 35.0, 20.0, -45.0};  // deg
-constexpr double kPlace = 0.4;                                   // of the way: where the arm is stopped
-constexpr double kSpeeds[] = {0.1, 0.25, 0.5};                   // of the nominal ones
-constexpr double kRecordedSpeed = 0.25;  // with the wall; the others are told, not shown
-constexpr double kStandTime = 0.2;       // s, before the move
+constexpr double kPlace = 0.4;                  // of the way: where the arm is stopped
+constexpr double kSpeeds[] = {0.1, 0.25, 0.5};  // of the nominal ones
+constexpr double kRecordedSpeed = 0.25;         // with the wall; the others are told, not shown
+constexpr double kStandTime = 0.2;              // s, before the move
 
 constexpr double kWallStiffness = 50e3;  // N/m
 constexpr double kToolRadius = 10.0;     // mm
@@ -35,8 +34,6 @@ constexpr double kHandShare = 3.0;                     // of the smallest push t
 constexpr double kHandRise = 0.05, kHandTime = 0.5;    // s
 
 constexpr int kReactions = 6;
-constexpr int kFreeTime = 1000, kSpringTime = 5000, kSafeTime = 1000;  // cycles in hand guiding
-constexpr int kSafeDistance = 150, kSafeSpeed = 250;                   // mm, mm/s
 constexpr int kSettle = 800;    // cycles after the end, in which a hand lets go
 constexpr int kTooLong = 9000;  // cycles from the collision to the end
 
@@ -69,37 +66,9 @@ double touch(const Simulation& s) { return toolForce(s)[3]; }
 const Group kToolForce = {
     "tool_N", "Force on the tool, base frame", "N", toolForce, {"x", "y", "z", "magnitude"}};
 
-// The move and the place on it where something is met.
-struct Way {
-    Joints start, goal;
-    Vec3 place;             // m
-    Eigen::Vector3d ahead;  // of the flange there
-};
-
-Way wayOf(const Simulation& simulation, double share) {
-    Way way;
-    way.start = simulation.commanded();
-    const auto at = [&](double part) {
-        Joints pose;
-        for (std::size_t i = 0; i < 6; i++) pose[i] = way.start[i] + part * kWay[i];
-        return pose;
-    };
-    const auto place = [&](double part) { return vector(simulation.plant().frameOrigins(at(part))[6]); };
-    way.goal = at(1.0);
-    way.place = array(place(share));
-    way.ahead = (place(share + 1e-3) - place(share)).normalized();
-    return way;
-}
-
-bool isPast(const Simulation& simulation, const Way& way, double share) {
-    return simulation.commanded()[0] - way.start[0] >= share * (way.goal[0] - way.start[0]);
-}
-
 Simulation& startArm(Run& run, double level, int reaction, double speed) {
     Simulation& simulation = run.start(supervisedArm(run.options));
-    int margin[6];
-    std::fill_n(margin, 6, 5);
-    tmcSetCollisionPause(static_cast<std::uint8_t>(reaction), kSafeTime, kSafeDistance, kSafeSpeed, margin);
+    setReaction(reaction);
     setLevel(level);
     setSpeed(speed);
     return simulation;
@@ -117,7 +86,7 @@ double smallestPush(Run& run, double level) {
     const double from = simulation.plant().tool().time;
     Hand hand(HandWrench{[&](double time) {
         const double force = rate * std::max(0.0, time - from);
-        return Wrench{array(-force * way.ahead), {}};
+        return Wrench{array(-force * vector(way.ahead)), {}};
     }});
     simulation.plant().setToolForces({hand.force()});
     while (mpb.state == TGEN_SERVICE && mcb.collisionStateback == 0) run.skip(0.001);
@@ -167,14 +136,14 @@ Encounter meet(Run& run, Obstacle obstacle, double speed, int reaction, double p
 
     const Way way = wayOf(simulation, kPlace);
     if (obstacle == Obstacle::Wall)
-        simulation.plant().setSurfaces(
-            {{}, kToolRadius}, {{array(vector(way.place) + 1e-3 * kToolRadius * way.ahead), array(-way.ahead),
-                                 kWallStiffness, 100.0, 0.2, 0.001}});
+        simulation.plant().setSurfaces({{}, kToolRadius},
+                                       {{array(vector(way.place) + 1e-3 * kToolRadius * vector(way.ahead)),
+                                         array(-vector(way.ahead)), kWallStiffness, 100.0, 0.2, 0.001}});
     double from = HUGE_VAL;
     Hand hand(HandWrench{[&](double time) {
         const double rise = std::clamp((time - from) / kHandRise, 0.0, 1.0);
         const double force = time < from + kHandTime ? push * rise : 0.0;
-        return Wrench{array(-force * way.ahead), {}};
+        return Wrench{array(-force * vector(way.ahead)), {}};
     }});
     simulation.plant().setToolForces({hand.force()});
 

@@ -18,6 +18,7 @@ extern const Scenario kIdentifyFriction;
 extern const Scenario kCollide;
 extern const Scenario kStaticCollide;
 extern const Scenario kFalseAlarm;
+extern const Scenario kForceCollide;
 extern const Scenario kTorqueDrag;
 extern const Scenario kGuideRegressor;
 extern const Scenario kDragLock;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
+#include "sim/vectors.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tmcforceblock.h"
@@ -10,7 +12,8 @@
 namespace tarn::sim {
 namespace {
 
-constexpr double kLoop = 15.0;  // Hz
+constexpr double kLoop = 15.0;                                   // Hz
+constexpr Joints kWay = {40.0, 25.0, -30.0, 35.0, 20.0, -45.0};  // deg
 
 }  // namespace
 
@@ -31,6 +34,31 @@ void setLevel(double level) {
     float levels[6];
     std::fill_n(levels, 6, static_cast<float>(level));
     tmcSetCollisionLevel(0, levels, 0, 0);
+}
+
+void setReaction(int reaction) {
+    int margin[6];
+    std::fill_n(margin, 6, kSafetyMargin);
+    tmcSetCollisionPause(static_cast<std::uint8_t>(reaction), kSafeTime, kSafeDistance, kSafeSpeed, margin);
+}
+
+Way wayOf(const Simulation& simulation, double share) {
+    Way way;
+    way.start = simulation.commanded();
+    const auto at = [&](double part) {
+        Joints pose;
+        for (std::size_t i = 0; i < 6; i++) pose[i] = way.start[i] + part * kWay[i];
+        return pose;
+    };
+    const auto place = [&](double part) { return vector(simulation.plant().frameOrigins(at(part))[6]); };
+    way.goal = at(1.0);
+    way.place = array(place(share));
+    way.ahead = array((place(share + 1e-3) - place(share)).normalized());
+    return way;
+}
+
+bool isPast(const Simulation& simulation, const Way& way, double share) {
+    return simulation.commanded()[0] - way.start[0] >= share * (way.goal[0] - way.start[0]);
 }
 
 Joints bandShare(const Simulation&) {

@@ -13,8 +13,25 @@ SimulationOptions supervisedArm(const RunOptions& options);
 // takes it from the limits: the expected current of joint 2 is the later, the faster the motion may be.
 void setSpeed(double share);
 
-inline constexpr double kRecommendedLevel = 3.0;
+inline constexpr double kRecommendedLevel = 3.0, kLevelOff = 100.0;
 void setLevel(double level);
+
+// What a collision does from now on, mcb.collisionPauseFlag.
+void setReaction(int reaction);
+
+inline constexpr int kFreeTime = 1000, kSpringTime = 5000, kSafeTime = 1000;  // cycles in hand guiding
+inline constexpr int kSafeDistance = 150, kSafeSpeed = 250;                   // mm, mm/s
+inline constexpr int kSafetyMargin = 5;                                       // 1/s
+
+// A move of all joints, and a place on it where something is met.
+struct Way {
+    Joints start, goal;
+    Vec3 place;  // m, of the flange
+    Vec3 ahead;  // its direction there, of length 1
+};
+
+Way wayOf(const Simulation& simulation, double share);  // the place at a share of the way
+bool isPast(const Simulation& simulation, const Way& way, double share);
 
 // Measured less expected torque of each joint over half the band that the supervisor leaves it.
 Joints bandShare(const Simulation& simulation);

@@ -204,6 +204,34 @@ TEST(Weigh, FindsTheToolAndTakesItOff) {
     }
 }
 
+TEST(TorqueDrag, EasesTheHandWhereItReachesTheJoints) {
+    for (const RunOptions& options : {RunOptions{}, {.robotType = 201, .seed = 2}, {.robotType = 703}}) {
+        const auto run = runOf("torque-drag", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        // the torque of the drag as recorded: in the passes without it there is none
+        const std::vector<Joints>& drag = run.recording.values[groups().size() + 2];
+        double without = 0.0, with = 0.0;
+        for (std::size_t k = 0; k < 16000; k++)
+            for (const double torque : drag[k])
+                (k < 8000 ? without : with) = std::max(k < 8000 ? without : with, std::fabs(torque));
+        EXPECT_LT(without, 0.5);
+        EXPECT_EQ(with > 2.0, options.robotType != 703) << with;
+    }
+    // an arm with another zero than the drag's Jacobian, and a weight that counts as a hand
+    EXPECT_TRUE(fails(runOf("torque-drag", {.robotType = 3}), "Hand's mean force"));
+    EXPECT_TRUE(fails(runOf("torque-drag", {.loadError = 0.3}), "Coasting with the drag"));
+}
+
+TEST(ForceCollide, EveryReactionIsInForceAtOnceAndEndsAsTold) {
+    for (const RunOptions& options : {RunOptions{}, {.robotType = 301, .seed = 4, .mount = kMounts[1]}}) {
+        const auto run = runOf("force-collide", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        EXPECT_GE(valueOf(run, "Longest time from the band to the reaction"), 1.0);
+    }
+    // what nobody told of is a force in the push-back, too
+    EXPECT_TRUE(fails(runOf("force-collide", {.loadError = 1.0}), "Command off"));
+}
+
 // What hangs on the arm is found, told of or not; an arm on a ceiling is none that the identification knows.
 TEST(Identify, FindsTheLoadOnTheFloor) {
     for (const RunOptions& options :
@@ -326,6 +354,8 @@ TEST(Scenarios, LeaveNothingBehind) {
         runOf(name, {.robotType = 401, .load = 2.0, .seconds = 2.0});
                              "sensor-alarm", "weigh", "identify", "identify-friction", "collide",
                              "static-collide", "false-alarm", "drag-lock", "interference"}) {
+                             "sensor-alarm", "weigh", "identify", "collide", "static-collide", "false-alarm",
+                             "drag-lock", "interference", "torque-drag", "force-collide"}) {
         runOf(name, {.robotType = 401, .seconds = 2.0});
         EXPECT_EQ(first, stand()) << "after " << name;
     }

@@ -228,7 +228,7 @@ TEST(ForceCollide, EveryReactionIsInForceAtOnceAndEndsAsTold) {
         EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
         EXPECT_GE(valueOf(run, "Longest time from the band to the reaction"), 1.0);
     }
-    // what nobody told of is a force in the push-back, too
+    // the command is held against the plant's own torque
     EXPECT_TRUE(fails(runOf("force-collide", {.loadError = 1.0}), "Command off"));
 }
 

@@ -33,6 +33,7 @@ says sensor-alarm
 says weigh
 says identify
 for name in identify-friction collide static-collide false-alarm; do says $name; done
+for name in collide static-collide false-alarm torque-drag force-collide; do says $name; done
 says hold-dynamics
 says guide-dynamics
 says move-dynamics

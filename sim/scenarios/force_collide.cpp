@@ -433,6 +433,43 @@ Standing stand(Run& run, int reaction, double band) {
     return result;
 }
 
+// A push at a standing arm leaves the loops time to answer, so there is much to push back: the command of the
+// guiding that follows, off what reaction 5 asks for, 1/1000 of rated.
+double pushBackAtRest(Run& run, double band) {
+    Simulation& simulation = startArm(run, 5, kRecordedSpeed);
+    forgetForce(run);
+    setGuard(1, band);
+    const Vec3 along = wayOf(simulation, 0.0).ahead;
+    Hand hand(HandWrench{[&, from = simulation.plant().tool().time](double time) {
+        return Wrench{array((time - from) / kPushRise * band * vector(along)), {}};
+    }});
+    simulation.plant().setToolForces({hand.force()});
+    Firings firings;
+    Joints spare{};
+    bool fired = false;
+    for (int cycle = 0; !fired && cycle < kTooLong; cycle++) {
+        const Joints has = simulation.plant().jointTorque(simulation.current());
+        const Joints should = simulation.plant().jointTorque(simulation.currentSet());
+        for (std::size_t i = 0; i < 6; i++) spare[i] = has[i] - should[i];
+        run.skip(0.001);
+        fired = firings.fired();
+    }
+    if (!fired) return std::nan("");
+    setGuard(0, band);
+    simulation.plant().setToolForces({});
+    run.skip(kPause);
+    tmcDragSwitch(1);
+    run.skip(0.001);
+    double most = 0.0;
+    for (int cycle = 1; mpb.state == TGEN_DRAG && cycle < kTooLong; cycle++) {
+        most = std::max(most, offCommand(simulation, pushBackTorque(spare, cycle, simulation), false));
+        run.skip(0.001);
+    }
+    run.tell("Torque to spare at a stand, joint 1 and 3", std::max(std::fabs(spare[0]), std::fabs(spare[2])),
+             "N m");
+    return most;
+}
+
 // The motion takes its time, whatever is asked.
 void play(Run& run, double) {
     run.recording.more = {kHandForce, kCompensatedForce, kReactionTorque, kGuardState};
@@ -476,6 +513,8 @@ void play(Run& run, double) {
         moved += fmt::format("{}{:.1f}", reaction == 3 ? "" : ", ", s.moved);
         dragged += fmt::format("{}{}", reaction == 3 ? "" : ", ", s.dragged);
     }
+    const double atRest = pushBackAtRest(run, band);
+    offPushBack = std::isnan(atRest) ? atRest : std::max(offPushBack, atRest);
     takeSensorOut();
     run.findings.emplace_back("Guiding without a hand after a push at a stand, reaction 3 to 5",
                               fmt::format("{} cycles, way {} mm", dragged, moved));

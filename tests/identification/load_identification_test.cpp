@@ -20,6 +20,7 @@ LOAD_IDENTIFY& run = mcb.loadIdentify;
 
 void startRun(int type) {
     fixture::start(type);
+    tarn::scriptedRun = {};
     mpb.j6 = {{10, -70, 80, -100, -95, 20}, {}, 6};
     mpb.jCvel = {{0.01, -0.02, 0.03, 0.02, -0.03, 0.004}, {}, 6};
     mcb.fricCompensationFlag = 1;
@@ -94,7 +95,6 @@ TEST(ScriptedRun, CorrectsALightLoad) {
 
 TEST(ScriptedRun, TurnsJoint6AndEnds) {
     startRun(103);
-    tarn::scriptedRun = {};
     run.weightIdentifyResult = 1;
     run.weightResult = 3;
     double largest = 0, z = 0;
@@ -141,7 +141,6 @@ TEST(ScriptedRun, TurnsJoint6AndEnds) {
 
 TEST(ScriptedRun, AnAbortKeepsTheSumAndAFullTableWhatItHas) {
     startRun(103);
-    tarn::scriptedRun = {};
     feed(3, 300, 500);
     EXPECT_EQ(tmcLoadIdentifyStartEnd(0), 0);
     EXPECT_EQ(run.count1000ms, 0);
@@ -152,6 +151,10 @@ TEST(ScriptedRun, AnAbortKeepsTheSumAndAFullTableWhatItHas) {
     EXPECT_EQ(tmcLoadIdentifyStartEnd(1), 0);
     feed(3, 300, 1001);
     EXPECT_NEAR(run.weightTemp[0], 1.5 * excess(4, 300) / 0.9996, 1e-9);
+
+    feed(3, 300, 600);  // one count for all joints, a sum for each
+    feed(6, 300, 401);
+    EXPECT_NEAR(run.weightTemp[1], 0.4 * excess(2, 300) / 2.2736, 1e-9);
 
     LOAD_IDENTIFY full;
     for (const int number : {1000, -1, INT_MAX}) {
@@ -289,14 +292,12 @@ TEST(NinePoints, OneOrientationTellsNothing) {
 }
 
 // ---- load table
+// clang-format off
 
 TEST(LoadTable, HoldsEachTypeToItsWeight) {
-    const struct {
-        int first, last;
-        double kg;
-    } rows[] = {{0, 0, 5},      {1, 100, 3},    {101, 200, 5},   {201, 300, 10}, {301, 400, 16},
-                {401, 500, 20}, {501, 600, 3},  {601, 700, 5},   {701, 800, 3},  {801, 900, 3},
-                {901, 901, 5},  {902, 902, 10}, {1001, 1100, 30}};
+    const struct { int first, last; double kg; } rows[] = {
+        {0, 0, 5}, {1, 100, 3}, {101, 200, 5}, {201, 300, 10}, {301, 400, 16}, {401, 500, 20}, {501, 600, 3}, {601, 700, 5},
+        {701, 800, 3}, {801, 900, 3}, {901, 901, 5}, {902, 902, 10}, {1001, 1100, 30}};
     fixture::start(101);
     for (const int type : ref::types()) {
         double limit = INFINITY;
@@ -317,19 +318,12 @@ TEST(LoadTable, ChecksInOrderAndPersistsByRecord) {
     const fixture::Blocks blocks;
     EXPECT_EQ(tmcSetLoadPara(20, -1, {2000, 0, 0}, 9), -3);
     EXPECT_TRUE(blocks.unchanged());
-    const struct {
-        double weight;
-        VECT at;
-        int result;
-        unsigned fault;
-    } rows[] = {{-1.1e-6, {2000, 0, 0}, -1, 4},
-                {0, {-1000.1, 2000, 0}, -2, 5},
-                {0, {1000, 1000.1, -2000}, -2, 6},
-                {5, {0, -1000, 1000.1}, -2, 7}};
+    const struct { double weight; VECT at; int result, fault; } rows[] = {
+        {-1.1e-6, {2000, 0, 0}, -1, 4}, {0, {-1000.1, 2000, 0}, -2, 5}, {0, {1000, 1000.1, -2000}, -2, 6}, {5, {0, -1000, 1000.1}, -2, 7}};
     for (const auto& [weight, at, result, fault] : rows) {
-        EXPECT_EQ(tmcSetLoadPara(19, weight, at, static_cast<int>(fault)), result);
-        EXPECT_EQ(mcb.paraError, 0x19000000U + fault);
-        EXPECT_EQ(mpb.currentLine, static_cast<int>(fault));
+        EXPECT_EQ(tmcSetLoadPara(19, weight, at, fault), result);
+        EXPECT_EQ(mcb.paraError, 0x19000000U + static_cast<unsigned>(fault));
+        EXPECT_EQ(mpb.currentLine, fault);
     }
     EXPECT_EQ(fixture::callText(), "");
     mcb.paraError = zvCtlParaOK;
@@ -340,26 +334,21 @@ TEST(LoadTable, ChecksInOrderAndPersistsByRecord) {
     mcb.robotType = 950;  // carries anything
     for (const int number : {0, 7, 10, 19}) {
         fixture::forgetCalls();
-        EXPECT_EQ(tmcSetLoadPara(static_cast<uint8_t>(number), 1.5 + number, {-1000, 1000, 2.5}, 40 + number),
-                  0);
+        EXPECT_EQ(tmcSetLoadPara(static_cast<uint8_t>(number), 1.5 + number, {-1000, 1000, 2.5}, 40 + number), 0);
         EXPECT_EQ(mpb.currentLine, 40 + number);
         EXPECT_EQ(mpb.loadNum, number);
-        for (const double* w : {&mpb.loadWeight, &mpb.loadWeightList[number]})
-            EXPECT_EQ(*w, 1.5 + number) << number;
-        for (const VECT* at : {&mpb.loadCoord, &mpb.loadCoordList[number]})
-            EXPECT_TRUE(at->x == -1000 && at->y == 1000 && at->z == 2.5);
-        const std::string n = std::to_string(number),
-                          weight = n == "0" ? "1.5; " : std::to_string(number + 1) + ".5; ";
+        for (const double* w : {&mpb.loadWeight, &mpb.loadWeightList[number]}) EXPECT_EQ(*w, 1.5 + number) << number;
+        for (const VECT* at : {&mpb.loadCoord, &mpb.loadCoordList[number]}) EXPECT_TRUE(at->x == -1000 && at->y == 1000 && at->z == 2.5);
+        const std::string n = std::to_string(number), weight = std::to_string(1 + number) + ".5; ";
         const std::string user = "ConfigWriteEntry /usr/local/etc/controller/user.config USER_PARAM LOAD_",
-                          load = "ConfigWriteEntry /usr/local/etc/controller/load.config LOAD_PARAM LOAD" +
-                                 n + "_";
-        EXPECT_EQ(fixture::callText(),
-                  "Write_Log 2 loadNum:" + n + "; Write_Log 2 loadWeight:" + std::to_string(1.5 + number) +
-                      "; Write_Log 2 loadCoord:-1000.000000 1000.000000 2.500000; " + user + "NUM " + n +
-                      "; " + user + "WEIGHT " + weight + user + "Coord_X -1000; " + user + "Coord_Y 1000; " +
-                      user + "Coord_Z 2.5; " + load + "WEIGHT " + weight + load + "Coord_X -1000; " + load +
-                      "Coord_Y 1000; " + load + "Coord_Z 2.5; ");
+                          load = "ConfigWriteEntry /usr/local/etc/controller/load.config LOAD_PARAM LOAD" + n + "_";
+        std::string want = "Write_Log 2 loadNum:" + n + "; Write_Log 2 loadWeight:" + std::to_string(1.5 + number) +
+                           "; Write_Log 2 loadCoord:-1000.000000 1000.000000 2.500000; " + user + "NUM " + n + "; ";
+        for (const std::string& key : {user, load})
+            want += key + "WEIGHT " + weight + key + "Coord_X -1000; " + key + "Coord_Y 1000; " + key + "Coord_Z 2.5; ";
+        EXPECT_EQ(fixture::callText(), want);
     }
 }
+// clang-format on
 
 }  // namespace

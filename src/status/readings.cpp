@@ -13,7 +13,7 @@ int zvmcGetJointStatus(double* targetVel, double* realVel, double* targetAcc, do
         realAcc[i] = mpb.j6acc.v[i] * 1000 * 1000;
         targetTorque[i] = static_cast<double>(mpb.jTorqueTheory[i]);
         realTorque[i] = static_cast<double>(mpb.jActualTheory[i]);
-        tcpRealForce[i] = mcb.collisionDetection.tcpRealForce[i];
+        tcpRealForce[i] = static_cast<double>(mcb.collisionDetection.tcpRealForce[i]);
     }
     return 0;
 }

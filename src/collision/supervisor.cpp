@@ -2,6 +2,7 @@
 #include "collision/speed_scale.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 
 #include "collision/after_collision.h"
@@ -163,7 +164,11 @@ void countExcess(const double (&precent)[6], const double (&limit)[6]) {
         const double uplimit = halfWidth + (i < kWidened ? limit[i] : 0.0);
         const double downlimit = -uplimit;
         if (!(precent[i] < downlimit || precent[i] > uplimit)) continue;
-        mpb.collisionErrorCount[i] = isOff(i) ? 0 : mpb.collisionErrorCount[i] + 1;
+        int& count = mpb.collisionErrorCount[i];
+        if (isOff(i))
+            count = 0;
+        else if (count < INT_MAX)
+            count++;
         return;
     }
     std::fill_n(mpb.collisionErrorCount, 6, 0);

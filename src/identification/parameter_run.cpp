@@ -1,6 +1,7 @@
 // Identification of the wrist's parameters over a run of the excitation: sums normal equations sample by
 // sample, solves them with the last one, and turns what changed against a baseline into a load.
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -121,7 +122,7 @@ int zvmcloadidentifymain(double* tau, double* joint_pos, double T) {
         solveX.flag = 0;
     }
     f.index++;
-    f.index1++;
+    if (f.index1 < INT_MAX) f.index1++;  // a run without an end, by a T that is no number
     return 0;
 }
 

@@ -50,6 +50,15 @@ Counts cycle(const Currents& currents = {}) {
     return {mpb.collisionErrorCount, mpb.collisionErrorCount + 6};
 }
 
+TEST(Supervisor, ACountAtItsEndStaysAndFires) {
+    start();
+    mcb.collisionPauseFlag = 1;
+    mpb.collisionErrorCount[1] = INT_MAX;
+    mpb.collisionErrorTime = INT_MAX;
+    EXPECT_EQ(cycle({0, 1000})[1], 0);
+    EXPECT_EQ(mcb.collisionStateback, 1);
+}
+
 // clang-format off
 TEST(Supervisor, EveryReactionCallsTheHostInOrder) {
     const std::string weld = "doConfigHandle 1 1; resetWeldControlPara; ", pause = "tmcPause; " + weld, log = "Write_Log 2 ",

@@ -20,3 +20,7 @@ if(TARN_SANITIZE)
     add_compile_options(-fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
+
+if(TARN_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -97,6 +97,11 @@ int say(char* b, int v) { return std::snprintf(b, 9, "%d", v); } int (*keepSay)(
 refers clock_gettime '#include <ctime>
 int now(timespec* t) { return clock_gettime(CLOCK_MONOTONIC, t); } int (*keepNow)(timespec*) = now;'
 
+printf '    CALL(twice),\n    OWN(tableSum, sums),\n    CALL(afterInline, 2),\n' > calls
+passes "fuzzers' calls, clean" "$tools/check_fuzz_calls.sh" clean.so calls
+catches "a function without a call" "missing: leaked" "$tools/check_fuzz_calls.sh" extra.so calls
+catches "a call without a function" "extra: afterInline" "$tools/check_fuzz_calls.sh" missing.so calls
+
 passes "headers, clean" "$tools/check_headers.sh" include "$compiler"
 echo 'inline Unknown make();' > include/kit/leaning.h
 catches "a header that leans on others" "does not stand alone: kit/leaning.h" "$tools/check_headers.sh" include "$compiler"

@@ -182,6 +182,12 @@ void inverseOurs(int state) { inv(matrix[state].data(), inverse.data()); }
 
 void inverseEigen(int state) { inverse = matrix[state].inverse(); }
 
+float gains[NUM_JNTS];
+void abateVibration(int state) {
+    mpb.jCaccRaw = velocity[state];
+    zvmcVibrateAbateControl(gains);
+}
+
 void filterSection(int) {
     double filtered;
     for (int i = 0; i < 6; i++) Loadbuttord(i, 5, &filtered);
@@ -618,6 +624,7 @@ const std::vector<Workload>& workloads() {
         {"inv", "eigen/inverse", 0, prepareMatrices, inverseOurs},
         {"Loadbuttord/six", "", 103, prepareArm, filterSection},
         {"zvmcButterWorthFiltProcessData", "", 0, prepareButterworth, butterworthSample},
+        {"zvmcVibrateAbateControl/103", "", 103, prepareArm, abateVibration},
         {"forceRegulators/axis", "", 0, prepareRegulators, regulateAxis},
         {"zvmcFTNormal_estimation", "", 0, prepareRegulators, estimateNormal},
         {"constForceControl/z", "", 103, preparePressing, press},

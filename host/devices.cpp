@@ -73,8 +73,8 @@ int zvHalSetAxleSensorData(uint8_t dev_addr, uint8_t reg_h_addr, uint8_t reg_l_a
 // ---- drives
 
 int zvHalSetVarGainFactor(int32_t* gain) {
-    recordCall("zvHalSetVarGainFactor", Values<int32_t>{gain, 6});
     std::copy_n(gain, 6, drives.varGain);
+    drives.varGainWrites++;
     return 0;
 }
 

@@ -642,6 +642,40 @@ TARN_API int zvmcGetJointFrictionStatus(uint16_t* status, float* realFriction, f
 // torque unit of param; no number where the exponential overflows. From anywhere.
 TARN_API float frictionCalculate(float* param, float jointVel);
 
+// ==== model check of one joint
+//
+// The drives identify a joint's stiffness and inertias by themselves; these switch that on and compare. A
+// joint number counts from 1 and is not checked: outside the arm all values are zero but those of the drive.
+// All return 0; the drives' services are called without a look at their result. Commands.
+
+// Chooses the joint and switches its drive's identification on (1) or off (0).
+TARN_API int zvmcSingleJointModelOnlineOnOff(uint8_t joint_num, uint16_t flag);
+
+// What the drives identify, in the codes of their firmware.
+TARN_API int zvmcSetJointModelType(uint16_t type);
+
+// The running value of the chosen joint, in drive units with type 1, else times 1e-6. The first call of all
+// chooses joint 1 by itself.
+TARN_API int zvmcGetJointModelDataOnline(float* jointModelData);
+
+// The chosen joint's stiffness, inertia of the driven link and inertia of the motor, in drive units, three
+// values an array: the drive's, the factory's (known for types 1 to 100, else zero), and the factory's less
+// the drive's. status: 1 if one of the drive's is more than twice the factory's, else 0.
+TARN_API int zvmcGetJointModelStatus(uint16_t* status, float* realJointModel, float* MeoJointModel,
+                                     float* ErrJointModel);
+
+// ==== vibration
+
+// Variable gain of the drives, from the planned joint accelerations mpb.jCaccRaw behind a low-pass: one call
+// of zvHalSetVarGainFactor with six of 0 and 1. A drive takes 1 where the filtered acceleration is exactly
+// zero, or, in either direction, at least a thousandth of the joint's limit (JointMaxAcc) times
+// mcb.speedScaleAuto.
+//
+// VibrateAbatementGain[6]: output, 1000 where the filtered acceleration is exactly zero, else the
+// acceleration in thousandths of that limit, at most 1 and with no bound below. Returns 0. Cycle, exactly
+// once; gravityTorqueControl calls it.
+TARN_API int zvmcVibrateAbateControl(float* VibrateAbatementGain);
+
 // ==== status
 //
 // Readings of the blocks without a lock: one may mix the values of two cycles. Arrays are outputs, of six

@@ -59,6 +59,12 @@ void customCollisionEnd() {
     torqueCycle.lastState = mpb.state;
 }
 
+// The gains go to the drives; nothing here reads them.
+void vibrationAbatement() {
+    float VibrateAbatementGain[6] = {};
+    zvmcVibrateAbateControl(VibrateAbatementGain);
+}
+
 void loadIn(CycleFrame& frame) {
     frame.exLoad.mass = mpb.loadWeight;
     frame.exLoad.cmc = mpb.loadCoord;

@@ -6,6 +6,7 @@
 namespace tarn {
 
 void customCollisionEnd();
+void vibrationAbatement();
 void loadIn(CycleFrame& frame);
 void loadPublication();
 void torqueModel(CycleFrame& frame);

@@ -13,6 +13,7 @@ void gravityTorqueControl(JNTS* q) {
     frame.q = q;
 
     customCollisionEnd();
+    vibrationAbatement();
     loadIn(frame);
     loadPublication();
     zvmcJointDefaultTorque(frame.JointTorque);

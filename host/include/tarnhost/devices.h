@@ -27,7 +27,8 @@ struct AxleBus {
 };
 
 struct Drives {
-    std::int32_t varGain[6];          // told: loop gain, thousandths of the nominal
+    std::int32_t varGain[6];          // told: variable gain factor, 0 or 1
+    unsigned varGainWrites;           // its calls so far
     std::uint16_t identifyEnable[6];  // told: identification on, by joint
     std::uint16_t identifyType;       // told: what is identified
     std::int32_t rigidity[6];         // answer: stiffness of the gear, N m/rad

@@ -2,8 +2,8 @@
 //
 // One line a call, "name arg arg ...": strings bare, numbers as %.9g, arrays as their values. All services
 // with an effect outside the call are in it: log, settings, motion requests, gravity tables, safety board,
-// drives. Math and kinematics are not, nor is the reading of the axle bus inputs. A real controller has no
-// such thing.
+// drives. Math and kinematics are not, nor are the two that every cycle calls: the axle bus inputs and the
+// drives' variable gain. A real controller has no such thing.
 #pragma once
 
 namespace tarn::host {

@@ -188,6 +188,9 @@ void abateVibration(int state) {
     zvmcVibrateAbateControl(gains);
 }
 
+double frequency;
+void naturalFrequency(int state) { zvmcCalculateNaturalFreq(pose[state].v, &frequency); }
+
 void filterSection(int) {
     double filtered;
     for (int i = 0; i < 6; i++) Loadbuttord(i, 5, &filtered);
@@ -625,6 +628,7 @@ const std::vector<Workload>& workloads() {
         {"Loadbuttord/six", "", 103, prepareArm, filterSection},
         {"zvmcButterWorthFiltProcessData", "", 0, prepareButterworth, butterworthSample},
         {"zvmcVibrateAbateControl/103", "", 103, prepareArm, abateVibration},
+        {"zvmcCalculateNaturalFreq/103", "", 103, prepareArm, naturalFrequency},
         {"forceRegulators/axis", "", 0, prepareRegulators, regulateAxis},
         {"zvmcFTNormal_estimation", "", 0, prepareRegulators, estimateNormal},
         {"constForceControl/z", "", 103, preparePressing, press},

@@ -666,6 +666,16 @@ TARN_API int zvmcGetJointModelStatus(uint16_t* status, float* realJointModel, fl
 
 // ==== vibration
 
+// Estimate of the arm's first natural frequency at a pose, for the load of mpb.loadWeight and
+// mpb.loadCoord.z; exactly no weight selects the estimate for a bare arm. How it was found, where it holds
+// and how far it is off stands in docs/natural-frequency.md. Types outside the families A to F take the bare
+// arm of family B, with a load, too, where the result means nothing.
+//
+// JointPos[6]: degrees. NaturalFreq: output, Hz; beyond the poses and loads that it was made for, it is a
+// smooth continuation. Returns 0, or -1 if the result is not above 0 and at most 200; it is written all the
+// same. Any thread.
+TARN_API int zvmcCalculateNaturalFreq(double* JointPos, double* NaturalFreq);
+
 // Variable gain of the drives, from the planned joint accelerations mpb.jCaccRaw behind a low-pass: one call
 // of zvHalSetVarGainFactor with six of 0 and 1. A drive takes 1 where the filtered acceleration is exactly
 // zero, or, in either direction, at least a thousandth of the joint's limit (JointMaxAcc) times

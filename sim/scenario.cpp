@@ -36,6 +36,9 @@ constexpr const Scenario* kScenarios[] = {
     &kIdentifyFriction,
     &kTorqueDrag,
     &kForceCollide,
+    &kHold,         &kGuide,        &kGuideRegressor, &kDragLock,     &kInterference,     &kMove,
+    &kRecordReplay, &kSensorAlarm,  &kWeigh,          &kIdentify,     &kCollide,          &kStaticCollide,
+    &kFalseAlarm,   &kHoldDynamics, &kGuideDynamics,  &kMoveDynamics, &kNaturalFrequency,
 };
 // clang-format on
 

@@ -26,5 +26,6 @@ extern const Scenario kInterference;
 extern const Scenario kHoldDynamics;
 extern const Scenario kGuideDynamics;
 extern const Scenario kMoveDynamics;
+extern const Scenario kNaturalFrequency;
 
 }  // namespace tarn::sim

@@ -342,6 +342,34 @@ TEST(FalseAlarm, SpeaksUpForAWrongLoadAlone) {
         fails(runOf("false-alarm", {.loadError = 8.0, .seconds = 10.0}), "False alarms without load"));
 }
 
+TEST(NaturalFrequency, TheNetworkKnowsThePlant) {
+    const char* const error = "Largest error of the network";
+    for (const RunOptions& options : {RunOptions{},
+                                      {.robotType = 1, .seed = 2, .load = 2.5},
+                                      {.robotType = 101, .seed = 3, .mount = kMounts[1], .load = 4.0},
+                                      {.robotType = 201, .seed = 4},
+                                      {.robotType = 301, .load = 12.0},
+                                      {.robotType = 450, .seed = 6},
+                                      {.robotType = 1001, .load = 25.0}}) {
+        const auto run = runOf("natural-frequency", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        EXPECT_GT(valueOf(run, error), 0.0) << options.robotType;
+        // the plot shows two lines that move from pose to pose
+        const auto& frequency = run.recording.values.back();
+        ASSERT_EQ(1000u, frequency.size());
+        for (std::size_t line = 0; line < 2; line++)
+            EXPECT_GT(std::fabs(frequency[10][line] - frequency[990][line]), 1e-3);
+    }
+    // it cannot know of a load that the library does not
+    EXPECT_TRUE(fails(runOf("natural-frequency", {.loadError = 3.0}), error));
+    // nor another arm than that it learned: told, without a verdict
+    for (const int type : {3, 50, 302, 701, 902}) {
+        const auto run = runOf("natural-frequency", {.robotType = type});
+        EXPECT_TRUE(run.passed()) << type << ": " << failures(run);
+        EXPECT_EQ("Largest error of the network, which learned another arm", run.findings.back().first);
+    }
+}
+
 // The blocks and the library's state are the process's own: a run must not show in the next.
 TEST(Scenarios, LeaveNothingBehind) {
     const auto stand = [] {
@@ -356,6 +384,8 @@ TEST(Scenarios, LeaveNothingBehind) {
                              "static-collide", "false-alarm", "drag-lock", "interference"}) {
                              "sensor-alarm", "weigh", "identify", "collide", "static-collide", "false-alarm",
                              "drag-lock", "interference", "torque-drag", "force-collide"}) {
+                             "sensor-alarm", "weigh", "identify", "collide", "static-collide", "false-alarm",
+                             "drag-lock", "interference", "natural-frequency"}) {
         runOf(name, {.robotType = 401, .seconds = 2.0});
         EXPECT_EQ(first, stand()) << "after " << name;
     }

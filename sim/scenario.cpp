@@ -36,9 +36,7 @@ constexpr const Scenario* kScenarios[] = {
     &kIdentifyFriction,
     &kTorqueDrag,
     &kForceCollide,
-    &kHold,         &kGuide,        &kGuideRegressor, &kDragLock,     &kInterference,     &kMove,
-    &kRecordReplay, &kSensorAlarm,  &kWeigh,          &kIdentify,     &kCollide,          &kStaticCollide,
-    &kFalseAlarm,   &kHoldDynamics, &kGuideDynamics,  &kMoveDynamics, &kNaturalFrequency,
+    &kNaturalFrequency,
 };
 // clang-format on
 

@@ -11,18 +11,13 @@ using namespace tarn;
 namespace {
 
 void persistRecord(int number, double weight, const VECT& coord) {
-    const struct {
-        const char* name;
-        double value;
-    } entries[] = {{"_WEIGHT", weight}, {"_Coord_X", coord.x}, {"_Coord_Y", coord.y}, {"_Coord_Z", coord.z}};
-    for (const auto& [name, value] : entries) {
-        char key[16] = "LOAD";
-        int n = 4;
-        if (number > 9) key[n++] = static_cast<char>('0' + number / 10);
-        key[n++] = static_cast<char>('0' + number % 10);
-        for (const char* c = name; *c != '\0'; c++) key[n++] = *c;
-        ConfigWriteEntry(LOAD_CONFIG_FILE, LOAD_PARAM_SECTION, key, static_cast<float>(value));
-    }
+    const auto entry = [number](const char* keyPattern, double value) {
+        persistNumbered(LOAD_CONFIG_FILE, LOAD_PARAM_SECTION, keyPattern, number, value);
+    };
+    entry("LOAD#_WEIGHT", weight);
+    entry("LOAD#_Coord_X", coord.x);
+    entry("LOAD#_Coord_Y", coord.y);
+    entry("LOAD#_Coord_Z", coord.z);
 }
 
 }  // namespace

@@ -1,34 +1,42 @@
 #include "support/persist.h"
 
-#include <cstddef>
+#include <charconv>
 
 namespace tarn {
 namespace {
 
 template <typename Value>
-void persistNumbered(const char* section, const char* keyPattern, const Value (&values)[6]) {
-    char key[64];
-    for (int i = 0; i < 6; i++) {
-        std::size_t n = 0;
-        for (; keyPattern[n] != '\0' && n + 1 < sizeof key; n++)
-            key[n] = keyPattern[n] == '#' ? static_cast<char>('1' + i) : keyPattern[n];
-        key[n] = '\0';
-        persist(section, key, static_cast<double>(values[i]));
-    }
+void persistJoints(const char* section, const char* keyPattern, const Value (&values)[6]) {
+    for (int i = 0; i < 6; i++)
+        persistNumbered(USER_CONFIG_FILE, section, keyPattern, i + 1, static_cast<double>(values[i]));
 }
 
 }  // namespace
 
+void persistNumbered(const char* file, const char* section, const char* keyPattern, int number,
+                     double value) {
+    char key[64];
+    char *end = key, *const last = key + sizeof key - 1;
+    for (const char* c = keyPattern; *c != '\0' && end < last; c++) {
+        if (*c == '#')
+            end = std::to_chars(end, last, number).ptr;
+        else
+            *end++ = *c;
+    }
+    *end = '\0';
+    ConfigWriteEntry(file, section, key, static_cast<float>(value));
+}
+
 void persistSix(const char* section, const char* keyPattern, const double (&values)[6]) {
-    persistNumbered(section, keyPattern, values);
+    persistJoints(section, keyPattern, values);
 }
 
 void persistSix(const char* section, const char* keyPattern, const float (&values)[6]) {
-    persistNumbered(section, keyPattern, values);
+    persistJoints(section, keyPattern, values);
 }
 
 void persistSix(const char* section, const char* keyPattern, const int (&values)[6]) {
-    persistNumbered(section, keyPattern, values);
+    persistJoints(section, keyPattern, values);
 }
 
 }  // namespace tarn

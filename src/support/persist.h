@@ -11,7 +11,10 @@ inline void persist(const char* section, const char* key, double value) {
     ConfigWriteEntry(USER_CONFIG_FILE, section, key, static_cast<float>(value));
 }
 
-// Six keys, joints (or axes) 1 to 6 in order: '#' in keyPattern stands for the number.
+// The same in another file; '#' in keyPattern stands for the number.
+void persistNumbered(const char* file, const char* section, const char* keyPattern, int number, double value);
+
+// Six keys, joints (or axes) 1 to 6 in order.
 void persistSix(const char* section, const char* keyPattern, const double (&values)[6]);
 void persistSix(const char* section, const char* keyPattern, const float (&values)[6]);
 void persistSix(const char* section, const char* keyPattern, const int (&values)[6]);

@@ -679,7 +679,7 @@ TARN_API int zvmcCalculateNaturalFreq(double* JointPos, double* NaturalFreq);
 // Variable gain of the drives, from the planned joint accelerations mpb.jCaccRaw behind a low-pass: one call
 // of zvHalSetVarGainFactor with six of 0 and 1. A drive takes 1 where the filtered acceleration is exactly
 // zero, or, in either direction, at least a thousandth of the joint's limit (JointMaxAcc) times
-// mcb.speedScaleAuto.
+// mcb.speedScaleAuto. Zero is so before the first motion only: what fades in the low-pass never ends there.
 //
 // VibrateAbatementGain[6]: output, 1000 where the filtered acceleration is exactly zero, else the
 // acceleration in thousandths of that limit, at most 1 and with no bound below. Returns 0. Cycle, exactly

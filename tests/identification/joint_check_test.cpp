@@ -195,6 +195,17 @@ TEST(VibrationAbatement, TheLowPassRunsOnFromCallToCall) {
     }
 }
 
+// It halts short of zero, at the smallest numbers there are, so standing after a motion is no rest.
+TEST(VibrationAbatement, AMotionFadesButNeverToZero) {
+    fixture::start(101);
+    mcb.speedScaleAuto = 1.0f;
+    plan({500, -500, 0, 0, 0, 0});
+    abate();
+    plan({0, 0, 0, 0, 0, 0});
+    for (int n = 0; n < 5000; n++) abate();
+    EXPECT_EQ((std::vector<int>{0, 0, 1, 1, 1, 1}), driven());
+}
+
 TEST(VibrationAbatement, DoesWithoutNumbers) {
     fixture::start(101);
     mcb.speedScaleAuto = 0.0f;

@@ -9,6 +9,7 @@
 #include "record_call.h"
 #include "reset_motion.h"
 #include "support/to_integer.h"
+#include "tarnhost/kinematics.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 
@@ -45,6 +46,17 @@ struct Jog {
 };
 Jog jog;
 
+// The plan beside the command, while force control stands between them.
+struct Corrected {
+    bool on;
+    SetPoint plan;
+    double offset[NUM_JNTS];    // deg, commanded less planned
+    double velocity[NUM_JNTS];  // deg/ms, of the offset, smoothed
+};
+Corrected corrected;
+
+const double* plannedJoints() { return corrected.on ? corrected.plan.position : mpb.jC.v; }
+
 // Of drag on and drag off the later one holds, and a stop takes back a drag request made before it.
 unsigned withdrawnBy(unsigned request) {
     if (request == kEnterDrag) return kLeaveDrag;
@@ -70,10 +82,11 @@ void followMeasured() {
     newFwdKinematics(&mpb.jC, &mpb.tC);
 }
 
-// The next motion starts from the commanded position: it is the goal reached.
+// The next motion starts from the commanded position: it is the goal reached, in the workpiece's frame as
+// the library has it.
 void setGoal() {
     mpb.jointPos = mpb.jC;
-    mpb.goalPos = mpb.tC;
+    if (baseTrsfToWorkPiece(mpb.workPieceNum, mpb.tC, &mpb.goalPos) != 0) mpb.goalPos = mpb.tC;
 }
 
 void command(const SetPoint& setPoint) {
@@ -88,6 +101,14 @@ void command(const SetPoint& setPoint) {
     newFwdKinematics(&mpb.jC, &mpb.tC);
 }
 
+// A set-point of the plan.
+void moveTo(const SetPoint& setPoint) {
+    if (corrected.on)
+        corrected.plan = setPoint;
+    else
+        command(setPoint);
+}
+
 void enter(int state) {
     mpb.state = state;
     if (state != TGEN_SERVICE) freezeCommand();
@@ -95,7 +116,7 @@ void enter(int state) {
 }
 
 // Whether the arm is where the offered move was planned from: an end-force drag may have moved it since.
-bool startsHere() { return std::equal(planned.from, planned.from + NUM_JNTS, mpb.jC.v); }
+bool startsHere() { return std::equal(planned.from, planned.from + NUM_JNTS, plannedJoints()); }
 
 void begin() {
     running = planned;
@@ -109,7 +130,7 @@ void begin() {
 void run() {
     SetPoint setPoint;
     const Progress progress = advance(running, wish == Wish::Run ? 1.0 : 0.0, &setPoint);
-    if (progress != Progress::Lost) command(setPoint);
+    if (progress != Progress::Lost) moveTo(setPoint);
     mpb.ci.c = toInt(std::round(running.time / SM_SAMPLING_TIME));
     mpb.ci.sigma = toInt(std::round(duration(running.profile) / SM_SAMPLING_TIME));
     if (progress == Progress::Arrived || progress == Progress::Lost) enter(TGEN_IDLE);
@@ -177,14 +198,71 @@ void runJog(bool stop) {
         const double acceleration = mpb.defaultJointAccel.v[i];
         advance(ramp, jog.speed[i].load(), {acceleration, acceleration / kJerkTime}, SM_SAMPLING_TIME);
         moving = moving || ramp.rate != 0.0 || ramp.slope != 0.0 || jog.speed[i].load() != 0.0;
-        setPoint.position[i] = mpb.jC.v[i] + ramp.rate * SM_SAMPLING_TIME;
+        setPoint.position[i] = plannedJoints()[i] + ramp.rate * SM_SAMPLING_TIME;
         setPoint.velocity[i] = ramp.rate * SM_SAMPLING_TIME;
         setPoint.acceleration[i] = ramp.slope * SM_SAMPLING_TIME * SM_SAMPLING_TIME;
     }
-    command(setPoint);
+    moveTo(setPoint);
     if (moving) return;
     mcb.jogControl = {};
     enter(TGEN_IDLE);
+}
+
+bool forceControlOn() { return mcb.forceControl.constForceFlag == 1 && mcb.forceControl.forceSensorAct == 1; }
+
+// Where the correction ends the arm stays: the rest of the path lies elsewhere.
+void endCorrection() {
+    corrected.on = false;
+    endJog();
+    mpb.state = TGEN_IDLE;
+    freezeCommand();
+    // a stop has told the goal already, an alarm has not
+    if (!std::equal(mpb.jointPos.v, mpb.jointPos.v + NUM_JNTS, mpb.jC.v)) setGoal();
+}
+
+// Commands and alarms switch force control between two cycles.
+void watchForceControl() {
+    if (corrected.on && !forceControlOn()) endCorrection();
+    // the plan stands until a move or jog says otherwise
+    std::fill_n(corrected.plan.velocity, NUM_JNTS, 0.0);
+    std::fill_n(corrected.plan.acceleration, NUM_JNTS, 0.0);
+    if (corrected.on || !forceControlOn() || mpb.state == TGEN_DRAG) return;
+    corrected = {.on = true, .plan = {}, .offset = {}, .velocity = {}};
+    std::copy_n(mpb.jC.v, NUM_JNTS, corrected.plan.position);
+}
+
+void commandThrough(PoseCorrection correction) {
+    TRSF pose, goal;
+    if (!corrected.on) {
+        correction(mpb.tC, &goal);  // switched off it only forgets what it had summed up
+        return;
+    }
+    flangePose(mcb.robotType, corrected.plan.position, &pose);
+    if (correction(pose, &goal) != 0) {
+        endCorrection();
+        return;
+    }
+    constexpr double kLeapInACycle = 2.0;  // deg: another branch
+    // The correction trembles with the measured force. Fed forward as it is, it would shake the tool, and the
+    // sensor would feel that as force again: its velocity is smoothed, and it has no part in the
+    // acceleration.
+    constexpr double kSmoothing = 1.0 / 5.0;  // first order, 5 ms
+    SetPoint next = corrected.plan;
+    double expected[NUM_JNTS];
+    for (int i = 0; i < NUM_JNTS; i++) expected[i] = mpb.jC.v[i] + mpb.jCvel.v[i];
+    bool reached = std::all_of(&goal.n.x, &goal.n.x + 12, [](double v) { return std::isfinite(v); }) &&
+                   inverseFlangePose(mcb.robotType, goal, expected, next.position) == 0;
+    for (int i = 0; reached && i < NUM_JNTS; i++) {
+        reached = std::fabs(next.position[i] - mpb.jC.v[i]) <= kLeapInACycle;
+        const double offset = next.position[i] - corrected.plan.position[i];
+        corrected.velocity[i] += kSmoothing * (offset - corrected.offset[i] - corrected.velocity[i]);
+        corrected.offset[i] = offset;
+        next.velocity[i] += corrected.velocity[i];
+    }
+    if (reached)
+        command(next);
+    else
+        freezeCommand();
 }
 
 // The offer comes first: the cycle takes it back only after it has changed the state.
@@ -205,13 +283,13 @@ bool requestState(int request) {
 }
 
 bool startJointMove(const double goalDeg[6], double speed, int line) {
-    if (!atRestAndIdle() || !planJointMove(&planned, mpb.jC.v, goalDeg, speed)) return false;
+    if (!atRestAndIdle() || !planJointMove(&planned, plannedJoints(), goalDeg, speed)) return false;
     planned.line = line;
     return offer(true);
 }
 
 bool startLineMove(const TRSF& flangeGoal, double mmPerSecond, int line) {
-    if (!atRestAndIdle() || !planLineMove(&planned, mpb.jC.v, flangeGoal, mmPerSecond)) return false;
+    if (!atRestAndIdle() || !planLineMove(&planned, plannedJoints(), flangeGoal, mmPerSecond)) return false;
     planned.line = line;
     return offer(true);
 }
@@ -227,8 +305,9 @@ bool startJog(int joint, double degPerSecond) {
 
 void stopJog() { mcb.jogControl.modeCTL = 0; }
 
-void serveRequests() {
+void serveRequests(PoseCorrection correction) {
     keepCurrent();
+    if (correction != nullptr) watchForceControl();
     const unsigned asked = pending.exchange(0);
     if (asked & kStop) offered.store(false);  // a stop wins over a start
     serveState(asked);
@@ -238,7 +317,10 @@ void serveRequests() {
     if (mpb.state == TGEN_DRAG) {
         endJog();
         followMeasured();
+        if (corrected.on) mcb.forceControl.constForceFlag = 0;
+        corrected.on = false;
     }
+    if (correction != nullptr) commandThrough(correction);
 
     if (asked & kHandleConfig) motionRecord.configHandled++;
     if (asked & kResetWeld) motionRecord.weldResets++;
@@ -254,6 +336,7 @@ void resetMotion() {
     running = {};
     wish = Wish::Run;
     endJog();
+    corrected = {};
     motionRecord = {};
 }
 

@@ -37,6 +37,9 @@ constexpr const Scenario* kScenarios[] = {
     &kTorqueDrag,
     &kForceCollide,
     &kNaturalFrequency,
+    &kPress,
+    &kPressGains,
+    &kPolish,
 };
 // clang-format on
 

@@ -298,7 +298,8 @@ void Simulation::cycle() {
     measure();
     if (options_.supervised) zvmcCheckForCollisionError();
     collisionControl();  // nothing, until a command arms the guard
-    host::serveRequests();
+    zvmcForceSensorDragProcess();
+    host::serveRequests(constForceControl);
     commanded_ = joints(mpb.jC);
     commandedVelocity_ = joints(mpb.jCvel);
     JNTS q = mpb.j6;

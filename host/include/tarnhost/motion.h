@@ -39,7 +39,15 @@ void stopJog();
 // stop with a drag request behind it, as after a collision, hands the arm over at once. In TGEN_DRAG the
 // commanded joints follow the measured ones. When the arm becomes idle, mpb.jointPos and mpb.goalPos take the
 // commanded position: what was left of the motion is forgotten.
-void serveRequests();
+//
+// correction: moves the planned flange pose on its way to the joints, as constForceControl does; it is called
+// in every cycle, on or off. Other than 0: it has ended at a limit. While constant force control is on in
+// mcb.forceControl, moves and jogs are planned from where the plan is, and not from where the correction has
+// led the arm; a corrected pose that the arm cannot reach leaves the commanded joints as they are. However it
+// ends, the arm stays where it is commanded at that time, and what was left of the move is forgotten. Hand
+// guiding ends it.
+using PoseCorrection = int (*)(TRSF planned, TRSF* corrected);
+void serveRequests(PoseCorrection correction = nullptr);
 
 // What the requests without a state asked for, counted as they were served.
 struct MotionRecord {

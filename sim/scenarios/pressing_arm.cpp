@@ -118,9 +118,9 @@ int startPressing(const Press& press) {
     FORCESENSOR_DATA target = {};
     (place.side ? target.fx : target.fz) = -kPressForce;
     constexpr double kAngle = 10.0;  // deg, of corrections that nobody makes
-    return tmcConstForceStartStop(1, 0, select, target, press.gain, 0.0, 0.0, 0.0, 0.0, 0.0, 0,
-                                  static_cast<std::uint8_t>(press.learning), press.most, kAngle, 0.0, 0, 0,
-                                  0);
+    return tmcConstForceStartStop(1, 0, select, target, press.gain, press.integral, press.derivative, 0.0,
+                                  0.0, 0.0, press.tuned, static_cast<std::uint8_t>(press.learning),
+                                  press.most, kAngle, 0.0, press.filtered, 0, 0);
 }
 
 int stopPressing() {

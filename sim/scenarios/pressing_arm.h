@@ -25,6 +25,9 @@ struct Press {
     double gain = kRecommendedGain;  // proportional, mm a cycle for a newton
     Learning learning = NoLearning;
     double most = 10.0;  // mm, of the correction
+    double integral = 0.0, derivative = 0.0;
+    bool tuned = false;     // the gain along z
+    bool filtered = false;  // the error along z
 };
 
 inline constexpr double kGap = 0.5;  // mm, from the tool to the plane at the start

@@ -66,6 +66,34 @@ struct Watch {
     }
 };
 
+// A correction that shifts the planned pose, and what it was asked.
+struct Shift {
+    VECT by;
+    int result, calls;
+    TRSF planned;
+} shift;
+
+int shiftPlan(TRSF planned, TRSF* corrected) {
+    shift.calls++;
+    shift.planned = *corrected = planned;
+    addVect(&corrected->p, &planned.p, &shift.by);
+    return shift.result;
+}
+
+void beginCorrected() {
+    begin(101, kBent);
+    shift = {};
+    mcb.forceControl.forceSensorAct = mcb.forceControl.constForceFlag = 1;
+}
+
+void cycleCorrected() { serveRequests(shiftPlan); }
+
+double distance(const VECT& a, const VECT& b) {
+    VECT d;
+    subtractVect(&d, &a, &b);
+    return normVect(&d);
+}
+
 }  // namespace
 
 TEST(Motion, RequestsOfOneCycleLeadToTheState) {
@@ -341,4 +369,113 @@ TEST(Motion, GoalsOfNoWayArriveAndGoalsOfNoSenseAreRefused) {
     mpb.limitsJnt.maxVel.v[1] = std::nan("");
     EXPECT_FALSE(startJointMove(kGoal, 0.5));
     EXPECT_FALSE(startJog(1, 0.5));
+}
+
+TEST(Correction, StandsBetweenThePlanAndTheJoints) {
+    beginCorrected();
+    const VECT start = mpb.tC.p;
+    double plannedSpeed = 0.0, fastest = 0.0, accelerated = 0.0;
+    const auto follow = [&](int count, const VECT& grow) {
+        for (; count > 0; count--) {
+            addVect(&shift.by, &shift.by, &grow);
+            const JNTS before = mpb.jC;
+            cycleCorrected();
+            VECT wanted;
+            addVect(&wanted, &shift.planned.p, &shift.by);
+            ASSERT_LT(distance(mpb.tC.p, wanted), 1e-6);
+            for (int i = 0; i < 6; i++) {
+                plannedSpeed = std::max(plannedSpeed, std::fabs(mpb.jCvel.v[i]));
+                fastest = std::max(fastest, std::fabs(mpb.jC.v[i] - before.v[i]));
+                accelerated = std::max(accelerated, std::fabs(mpb.jCaccRaw.v[i]));
+            }
+        }
+    };
+    follow(100, {0.03, 0.0, -0.02});
+    EXPECT_NEAR(plannedSpeed, fastest, 0.05 * fastest);  // a steady correction is told as it is
+    EXPECT_EQ(accelerated, 0.0);
+
+    // what trembles is not fed forward
+    plannedSpeed = fastest = 0.0;
+    for (int n = 0; n < 50; n++) {
+        follow(1, {0.0, 0.0, 0.05});
+        follow(1, {0.0, 0.0, -0.05});
+        if (n == 20) plannedSpeed = fastest = 0.0;
+    }
+    EXPECT_LT(plannedSpeed, 0.3 * fastest);
+
+    // a line begins where the plan is, and the correction stays on top of it
+    TRSF goal = shift.planned;
+    EXPECT_LT(distance(goal.p, start), 1e-9);
+    goal.p.y += 40.0;
+    ASSERT_TRUE(startLineMove(goal, 50.0));
+    for (int n = 0; n < 1500; n++) {
+        follow(1, {0.001, 0.0, 0.0});
+        ASSERT_NEAR(shift.planned.p.x, start.x, 1e-6);
+        ASSERT_NEAR(shift.planned.p.z, start.z, 1e-6);
+    }
+    EXPECT_EQ(mpb.state, TGEN_IDLE);
+    EXPECT_LT(distance(shift.planned.p, goal.p), 1e-6);
+
+    // a pose that the arm cannot take
+    for (const double far : {5000.0, std::nan("")}) {
+        const VECT by = shift.by;
+        const JNTS stood = mpb.jC;
+        shift.by.z = far;
+        cycleCorrected();
+        for (int i = 0; i < 6; i++) EXPECT_EQ(mpb.jC.v[i], stood.v[i]);
+        shift.by = by;
+        cycleCorrected();
+        EXPECT_EQ(mcb.forceControl.constForceFlag, 1);
+    }
+}
+
+// Whatever ends it in the middle of a line, the arm stays, and the goal says where: of a workpiece that is
+// turned against the base.
+TEST(Correction, LeavesTheArmWhereItEnds) {
+    void (*const ends[])() = {
+        [] { shift.result = -1; },
+        [] { mcb.forceControl.constForceFlag = 0; },
+        [] { mcb.forceControl.forceSensorAct = 0; },
+    };
+    for (const auto end : ends) {
+        beginCorrected();
+        mpb.workPieceNum = 2;
+        rpyToTrsf(&workPieceInBase[2], 20.0, -30.0, 40.0);
+        TRSF goal = mpb.tC;
+        goal.p.y += 100.0;
+        cycleCorrected();
+        ASSERT_TRUE(startLineMove(goal, 50.0));
+        for (int n = 0; n < 1000; n++) {
+            shift.by.z += 0.01;
+            cycleCorrected();
+        }
+        ASSERT_EQ(mpb.state, TGEN_SERVICE);
+        const JNTS stood = mpb.jC;
+        end();
+        for (int n = 0; n < 100; n++) {
+            cycleCorrected();
+            mcb.forceControl.constForceFlag = 0;  // as the control itself leaves it
+        }
+        EXPECT_EQ(mpb.state, TGEN_IDLE);
+        TRSF inWorkPiece;
+        baseTrsfToWorkPiece(2, mpb.tC, &inWorkPiece);
+        EXPECT_LT(distance(mpb.goalPos.p, inWorkPiece.p), 1e-9);
+        for (int i = 0; i < 6; i++) {
+            EXPECT_EQ(mpb.jC.v[i], stood.v[i]);
+            EXPECT_EQ(mpb.jointPos.v[i], stood.v[i]);
+            EXPECT_EQ(mpb.jCvel.v[i], 0.0);
+        }
+    }
+    // switched off it is asked and not followed; under the hand nobody holds a plan
+    shift = {.by = {9.0, 9.0, 9.0}, .result = 0, .calls = 0, .planned = {}};
+    const JNTS stood = mpb.jC;
+    cycleCorrected();
+    EXPECT_EQ(shift.calls, 1);
+    EXPECT_EQ(mpb.jC.v[1], stood.v[1]);
+    beginCorrected();
+    cycleCorrected();
+    dragOn();
+    cycleCorrected();
+    EXPECT_EQ(mpb.state, TGEN_DRAG);
+    EXPECT_EQ(mcb.forceControl.constForceFlag, 0);
 }

@@ -46,11 +46,11 @@ void line(Run& run, double way, double speed, Findings& found) {
 }
 
 // N, root mean square over the line. The arm comes from its start pressed, and goes back pressed.
-double pass(Run& run, const char* word, const Press& setting, Findings& found) {
-    run.mark(word);
+double pass(Run& run, const char* word, const Press& setting, Findings& found, bool record = true) {
+    if (record) run.mark(word);
     if (startPressing(setting) != 0) found.refused++;
     line(run, kWay, kSpeed, found);
-    const double error = press(run, kPassTime).error();
+    const double error = press(run, kPassTime, record).error();
     if (mpb.state != TGEN_IDLE) found.unserved++;
     if (startPressing({}) != 0) found.refused++;
     line(run, 0.0, kBackSpeed, found);
@@ -67,12 +67,12 @@ void play(Run& run, double) {
     if (startPressing({}) != 0) found.refused++;
     run.skip(kTouchTime);
 
-    const double regulated = pass(run, "regulator alone", {}, found);
+    const double regulated = pass(run, "regulator alone", {}, found, false);
     const double none = pass(run, "nothing", {.gain = 0.0}, found);
     std::vector<double> learned;
     for (int n = 1; n <= kLearnings; n++)
-        learned.push_back(
-            pass(run, fmt::format("learning {}", n).c_str(), {.gain = 0.0, .learning = Learns}, found));
+        learned.push_back(pass(run, fmt::format("learning {}", n).c_str(), {.gain = 0.0, .learning = Learns},
+                               found, n == 1 || n == kLearnings));
     const double replay = pass(run, "replay", {.gain = 0.0, .learning = Replays}, found);
 
     double slowest = 0.0;

@@ -237,11 +237,11 @@ constexpr double kStiffnesses[] = {5.0, 20.0, 50.0, 100.0, 200.0};              
 constexpr double kSettleTime = 4.0;                                             // s
 constexpr double kRestTime = 1.0;                                               // s
 
-// Gain times stiffness is the share of an error that a cycle takes back. Up to a tenth the force does not
+// Gain times stiffness is the share of an error that a cycle takes back. Up to a twentieth the force does not
 // overshoot; from a two-hundredth on it has come within the dead band in the time given.
-constexpr double kLeastShare = 0.0049, kMostShare = 0.101;
+constexpr double kLeastShare = 0.0049, kMostShare = 0.051;
 constexpr double kOvershootForce = 22.0;  // N
-constexpr double kCycling = 5.0;          // mm/s; noise moves it by 1.4 with the largest gain, a cycle by 40
+constexpr double kCycling = 2.0;          // mm/s; noise moves it by 0.5, a cycle by 40
 
 // What else the command takes, at the recommended gain.
 struct Other {

@@ -36,6 +36,11 @@ PlannedMove planned;
 std::atomic<bool> offered;
 PlannedMove running;
 
+// Where the cycle left the commanded joints, once there was one, and whether someone has moved them from there.
+double leftAt[NUM_JNTS];
+bool served;
+bool moved;
+
 // Where the running move goes: on, or to a stand and then to a pause or to idle.
 enum class Wish { Run, Pause, Stop };
 Wish wish;
@@ -265,6 +270,16 @@ void commandThrough(PoseCorrection correction) {
         freezeCommand();
 }
 
+// A drag by the force sensor moves the joints of an idle arm from outside and tells so by a new goal. Their
+// velocity is how far they went; a second difference would be but the rounding of the single-precision pose.
+void followDrag(bool told) {
+    if (!told && !moved) return;
+    moved = told;
+    freezeCommand();
+    if (!told || !served) return;
+    for (int i = 0; i < NUM_JNTS; i++) mpb.jCvel.v[i] = mpb.jC.v[i] - leftAt[i];
+}
+
 // The offer comes first: the cycle takes it back only after it has changed the state.
 bool atRestAndIdle() { return !offered.load() && mpb.state == TGEN_IDLE && mcb.jogControl.jogCycleFlag == 0; }
 
@@ -313,6 +328,7 @@ void serveRequests(PoseCorrection correction) {
     serveState(asked);
     if (asked & bit(SERVICE_NEXT_REQUEST)) offered.store(false);  // begun, or out of place
     if (mpb.state == TGEN_SERVICE) run();
+    if (mpb.state == TGEN_IDLE && mcb.jogControl.jogCycleFlag == 0) followDrag((asked & kUpdateGoal) != 0);
     if (mpb.state == TGEN_IDLE) runJog((asked & (kStop | bit(ENTER_PAUSE_STATE))) != 0);
     if (mpb.state == TGEN_DRAG) {
         endJog();
@@ -328,6 +344,8 @@ void serveRequests(PoseCorrection correction) {
         setGoal();
         motionRecord.goalUpdates++;
     }
+    std::copy_n(mpb.jC.v, NUM_JNTS, leftAt);
+    served = true;
 }
 
 void resetMotion() {
@@ -335,6 +353,7 @@ void resetMotion() {
     offered = false;
     running = {};
     wish = Wish::Run;
+    served = moved = false;
     endJog();
     corrected = {};
     motionRecord = {};

@@ -40,6 +40,9 @@ constexpr const Scenario* kScenarios[] = {
     &kPress,
     &kPressGains,
     &kPolish,
+    &kDrag,
+    &kWall,
+    &kSingular,
 };
 // clang-format on
 

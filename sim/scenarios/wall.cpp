@@ -1,0 +1,5 @@
+#include "sim/scenarios/scenarios.h"
+namespace tarn::sim {
+namespace { void play(Run&, double) {} }
+const Scenario kWall = {"wall", "-", 1.0, play};
+}

@@ -133,11 +133,11 @@ void setDrivesAndFriction() {
 }
 
 // Along the axes and about them: 40 N move the tool at 0.2 m/s and 4 N m at 0.2 rad/s, both reached with a
-// time constant of 25 ms.
+// time constant of 50 ms. Half of that inertia does not carry the damping of the virtual wall.
 void setForceDrag() {
     EndForceDrag& drag = mcb.forceControl.endforcedrag;
-    std::fill_n(drag.M, 3, 5.0);       // kg
-    std::fill_n(drag.M + 3, 3, 0.5);   // kg m^2
+    std::fill_n(drag.M, 3, 10.0);      // kg
+    std::fill_n(drag.M + 3, 3, 1.0);   // kg m^2
     std::fill_n(drag.B, 3, 200.0);     // N s/m
     std::fill_n(drag.B + 3, 3, 20.0);  // N m s/rad
     drag.Vmax = 100.0;                 // deg/s, the slowest nominal joint speed

@@ -36,7 +36,8 @@ PlannedMove planned;
 std::atomic<bool> offered;
 PlannedMove running;
 
-// Where the cycle left the commanded joints, once there was one, and whether someone has moved them from there.
+// Where the cycle left the commanded joints, once there was one, and whether someone has moved them from
+// there.
 double leftAt[NUM_JNTS];
 bool served;
 bool moved;

@@ -37,9 +37,10 @@ constexpr double kCoastLimit = 30.0;   // mm: some 0.15 s of filters, at 0.1 m/s
 constexpr double kSpeedLimit = 100.0;  // %, of Vmax
 
 struct Findings {
-    double force = 0.0;   // %, largest share by which force over speed is off B
-    double moment = 0.0;  // %
-    double fastest = 0.0;
+    double force = 0.0;      // %, largest share by which force over speed is off B
+    double moment = 0.0;     // %
+    double fastest = 0.0;    // %
+    double commanded = 0.0;  // %
     double drift = 0.0;
     double coast = 0.0;
     double notNumbers = 0.0;
@@ -48,6 +49,7 @@ struct Findings {
 
 void keep(const DragRun& drag, Findings& found) {
     found.fastest = std::max(found.fastest, drag.fastest);
+    found.commanded = std::max(found.commanded, drag.commanded);
     found.drift = std::max(found.drift, drag.drift);
     found.coast = std::max(found.coast, drag.coast);
     found.notNumbers += drag.notNumbers;
@@ -91,7 +93,7 @@ void pull(Run& run, DragFrame frame, Findings& found) {
             if (frame != kEndFrame && speed != kSpeeds[1]) continue;
             for (const double sign : {1.0, -1.0}) {
                 Ratio ratio(kPull);
-                drag.lead(sign * speed * along, kPull, [&] {
+                drag.lead({sign * speed * along}, kPull, [&] {
                     ratio.add(drag.force().dot(along), 1e-3 * toolSpeed(simulation, {}).dot(along));
                 });
                 found.force = larger(found.force, offPercent(ratio.value(), settings.damping));
@@ -101,7 +103,7 @@ void pull(Run& run, DragFrame frame, Findings& found) {
         drag.rest();
         for (const double sign : {1.0, -1.0}) {
             Ratio ratio(kTurn);
-            drag.twist(sign * kMoments[axis] * along, kTurn, [&] {
+            drag.turn(sign * kMoments[axis] * along, kTurn, [&] {
                 ratio.add(sign * kMoments[axis], vector(simulation.plant().tool().spin).dot(along));
             });
             found.moment = larger(found.moment, offPercent(ratio.value(), settings.turnDamping));
@@ -126,7 +128,7 @@ void swing(Run& run, Findings& found) {
         const Eigen::Vector3d away = flangeOf(simulation) - home;
         if (direction.dot(away) > 0.0) direction = -direction;
         drag.grip();
-        drag.lead(kSwingSpeed * direction.normalized(), kSwing);
+        drag.lead({kSwingSpeed * direction.normalized()}, kSwing);
         drag.letGo();
         run.mark("lets go");
         drag.rest();
@@ -138,8 +140,8 @@ void swing(Run& run, Findings& found) {
 // goes on from there.
 struct Ending {
     const char* event;
-    double speedLimit;                     // deg/s
-    void (*spoil)();                       // before a cycle; empty: nothing
+    double speedLimit;  // deg/s
+    void (*spoil)();    // nullptr: nothing
     void (*mend)();
     bool (*alarm)();
 };
@@ -152,7 +154,7 @@ bool tooFast() { return zvCtlJ1SpeedOver <= mcb.motionAlarm && mcb.motionAlarm <
 bool strangePose() { return mcb.motionAlarm == zvCtlStrangPosAlarm; }
 
 constexpr Ending kEndings[] = {
-    {"hand too fast", 6.0, nullptr, nullptr, tooFast},
+    {"hand too fast", 3.0, nullptr, nullptr, tooFast},
     {"force is no number", 100.0, spoilForce, mendForce, strangePose},
     {"tool is no number", 100.0, spoilTool, mendTool, strangePose},
 };
@@ -161,6 +163,7 @@ struct EndFindings {
     double wrongEnds = 0.0;  // drags that went on, or ended with another alarm
     double jump = 0.0;       // mm, of the flange after the end
     double notResumed = 0.0;
+    double fastest = 0.0;  // %, measured
 };
 
 void endings(Run& run, Findings& found, EndFindings& ends) {
@@ -173,18 +176,19 @@ void endings(Run& run, Findings& found, EndFindings& ends) {
         drag.wait(0.3);
         drag.grip();
         const Eigen::Vector3d ahead = Eigen::Vector3d::UnitZ() * 0.08;
-        drag.lead(ahead, 0.6);
+        drag.lead({ahead}, 0.6);
         if (ending.spoil != nullptr) {
             ending.spoil();
             drag.wait(0.003);
             ending.mend();
         }
         if (!(drag.stops == 1.0 && drag.alarms == 1.0 && ending.alarm())) ends.wrongEnds++;
-        drag.lead(-ahead, 0.6);
+        drag.lead({-ahead}, 0.6);
         drag.letGo();
         drag.rest();
         ends.jump = std::max(ends.jump, drag.coast);
-        found.fastest = std::max(found.fastest, drag.fastest);
+        ends.fastest = std::max(ends.fastest, drag.fastest);
+        found.commanded = std::max(found.commanded, drag.commanded);
         found.drift = std::max(found.drift, drag.drift);
         found.notNumbers += drag.notNumbers;
 
@@ -193,7 +197,7 @@ void endings(Run& run, Findings& found, EndFindings& ends) {
         const Eigen::Vector3d from = flangeOf(simulation);
         DragRun again(run, {});
         again.grip();
-        again.lead(-ahead, 0.6);
+        again.lead({-ahead}, 0.6);
         if (!((flangeOf(simulation) - from).norm() > 0.01 && again.alarms == 0.0)) ends.notResumed++;
         again.letGo();
         again.rest();
@@ -216,12 +220,17 @@ void play(Run& run, double) {
     run.atMost("Drift after the release", found.drift, kDriftLimit, "mm/s");
     run.atMost("Way after the release", found.coast, kCoastLimit, "mm");
     run.atMost("Joint speed, of Vmax", found.fastest, kSpeedLimit, "%");
+    run.atMost("Commanded joint speed, of Vmax", found.commanded, kSpeedLimit, "%");
     run.atMost("Alarms in a drag that is none too fast", alarms, 0.0, "");
     run.atMost("Drags that did not end as they have to", ends.wrongEnds, 0.0, "");
     run.atMost("Drags that were not to be had again", ends.notResumed, 0.0, "");
     run.atMost("Cycles with a joint that is no number", found.notNumbers, 0.0, "");
-    run.tell("Lines of poses that are no numbers", logged(run, "curPos"), "");
+    run.atMost(
+        "Poses that are no numbers and not in the log",
+        (logged(run, "curPos nan") == 1.0 ? 0.0 : 1.0) + (logged(run, "goalPos nan") == 1.0 ? 0.0 : 1.0), 0.0,
+        "");
     run.tell("Way of the flange after an end", ends.jump, "mm");
+    run.tell("Joint speed under the hand that is too fast, of Vmax", ends.fastest, "%");
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ namespace {
 constexpr double kLoop = 15.0;         // Hz
 constexpr double kForceNoise = 0.3;    // N
 constexpr double kMomentNoise = 0.02;  // N m
-constexpr double kStandStill = 0.1;     // s
+constexpr double kStandStill = 0.1;    // s
 constexpr double kRunOut = 1.5;        // s, in which filters and drives come to rest
 
 EndForceDrag& settings() { return mcb.forceControl.endforcedrag; }
@@ -109,6 +109,12 @@ const Group kGroups[] = {
 
 }  // namespace
 
+Eigen::Matrix3d turnedBy(const Eigen::Vector3d& turn) {
+    const double angle = turn.norm();
+    if (angle == 0.0) return Eigen::Matrix3d::Identity();
+    return Eigen::AngleAxisd(angle, turn / angle).toRotationMatrix();
+}
+
 SimulationOptions sensorArm(const RunOptions& options, const Joints& pose) {
     SimulationOptions setup = simulationOptions(options);
     setup.startPose = pose;
@@ -151,27 +157,39 @@ Eigen::Vector3d toolSpeed(const Simulation& simulation, const Vec3& point) {
 DragRun::DragRun(Run& run, const Vec3& grip, const Operator& hand)
     : run_(run),
       grip_(grip),
+      hand_(hand),
       point_(Eigen::Vector3d::Zero()),
-      velocity_(Eigen::Vector3d::Zero()),
       moment_(Eigen::Vector3d::Zero()),
+      direction_(Eigen::Matrix3d::Identity()),
       spring_(HandSpring{hand.stiffness, hand.damping,
-                         [this](double time) { return array(point_ + (time - since_) * velocity_); }},
+                         [this](double time) { return array(point_ + (time - since_) * twist_.velocity); }},
               grip),
-      turn_(HandWrench{[this](double) { return Wrench{{}, array(moment_)}; }}),
+      wrench_(HandWrench{[this](double) {
+          return Wrench{{}, array(moment_)};
+      }}),
       leftAt_(flangeOf(*run.simulation)) {}
 
 DragRun::~DragRun() { letGo(); }
 
-Eigen::Vector3d DragRun::gripPoint() const {
-    return vector(pointOf(run_.simulation->plant().tool(), grip_));
-}
+Eigen::Vector3d DragRun::gripPoint() const { return vector(pointOf(run_.simulation->plant().tool(), grip_)); }
 
 Eigen::Vector3d DragRun::force() const { return vector(run_.simulation->plant().toolWrench().force); }
 
 void DragRun::grip() {
     point_ = gripPoint();
-    velocity_.setZero();
-    run_.simulation->plant().setToolForces({spring_.force()});
+    direction_ = rotation(run_.simulation->plant().tool().flange);
+    twist_ = {};
+    run_.simulation->plant().setToolForces(
+        {spring_.force(), [this](const ToolState& tool) { return hold(tool); }});
+}
+
+PointWrench DragRun::hold(const ToolState& tool) const {
+    if (hand_.turnStiffness == 0.0) return {};
+    const Eigen::Matrix3d wanted = turnedBy((tool.time - since_) * twist_.spin) * direction_;
+    const Eigen::AngleAxisd missing(wanted * rotation(tool.flange).transpose());
+    const Eigen::Vector3d moment = hand_.turnStiffness * missing.angle() * missing.axis() +
+                                   hand_.turnDamping * (twist_.spin - vector(tool.spin));
+    return {{{}, array(moment)}, pointOf(tool, grip_)};
 }
 
 void DragRun::letGo() {
@@ -194,29 +212,32 @@ void DragRun::cycle() {
         run_.skip(0.001);
     if (asked == 1 && settings().flag != 1) stops++;
     if (alarm == zvCtlMotionNoAlarm && mcb.motionAlarm != alarm) alarms++;
+    const bool open = asked == 1 && mpb.state == TGEN_IDLE;
     bool numbers = true;
     for (std::size_t i = 0; i < 6; i++) {
-        const double step = started_ ? simulation.commanded()[i] - commanded_[i] : 0.0;
-        const double most = 1e3 * std::max(std::fabs(step), std::fabs(simulation.velocity()[i]));
-        fastest = std::max(fastest, 100.0 * most / settings().Vmax);
-        numbers = numbers && std::isfinite(simulation.commanded()[i]);
+        const double now = simulation.commanded()[i], share = 100.0 * 1e3 / settings().Vmax;
+        if (open && dragged_) commanded = std::max(commanded, share * std::fabs(now - before_[i]));
+        fastest = std::max(fastest, share * std::fabs(simulation.velocity()[i]));
+        numbers = numbers && std::isfinite(now);
     }
     if (!numbers) notNumbers++;
-    commanded_ = simulation.commanded();
-    started_ = true;
+    before_ = simulation.commanded();
+    dragged_ = open;
 }
 
-void DragRun::lead(const Eigen::Vector3d& velocity, double seconds, const std::function<void()>& each) {
-    velocity_ = velocity;
+void DragRun::lead(const Twist& twist, double seconds, const std::function<void()>& each) {
+    twist_ = twist;
     since_ = clock();
     wait(seconds, each);
-    point_ += (clock() - since_) * velocity_;
-    velocity_.setZero();
+    const double passed = clock() - since_;
+    point_ += passed * twist_.velocity;
+    direction_ = turnedBy(passed * twist_.spin) * direction_;
+    twist_ = {};
 }
 
-void DragRun::twist(const Eigen::Vector3d& moment, double seconds, const std::function<void()>& each) {
+void DragRun::turn(const Eigen::Vector3d& moment, double seconds, const std::function<void()>& each) {
     moment_ = moment;
-    run_.simulation->plant().setToolForces({turn_.force()});
+    run_.simulation->plant().setToolForces({wrench_.force()});
     wait(seconds, each);
     letGo();
 }
@@ -236,9 +257,9 @@ void DragRun::rest() {
 }
 
 double logged(const Run& run, const std::string& text) {
-    return static_cast<double>(
-        std::count_if(run.log.begin(), run.log.end(),
-                      [&](const LogLine& line) { return line.text.find(text) != std::string::npos; }));
+    return static_cast<double>(std::count_if(run.log.begin(), run.log.end(), [&](const LogLine& line) {
+        return line.text.find(text) != std::string::npos;
+    }));
 }
 
 }  // namespace tarn::sim

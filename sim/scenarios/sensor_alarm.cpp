@@ -1,7 +1,8 @@
-// A hand pushes the tool of an arm that stands on its drives, and the alarm lines of the force sensor rise
-// one after the other, and together. An operator who asks for both drags again and again gets none under an
-// alarm, while the compensated force goes on being told. Then the sensor is switched off in full push, and on
-// again: its filters start from the first word and not from where they were.
+// A hand pushes the tool of an arm on its drives, and the alarm lines of the force sensor rise one after the
+// other, and together. An operator who asks for both drags again and again gets none under an alarm: the arm
+// follows the hand without one and stands with one, while the compensated force goes on being told. Then the
+// sensor is switched off in full push, and on again: its filters start from the first word and not from where
+// they were.
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -21,6 +22,10 @@ constexpr double kLoop = 15.0;               // Hz
 constexpr Vec3 kPush = {30.0, -20.0, 15.0};  // N, peak, base frame
 constexpr Vec3 kGrip = {0.0, 0.0, 120.0};    // mm, flange frame
 constexpr double kPeriod = 1.3;              // s, of the push
+constexpr double kDamping = 15000.0;         // N s/m: slow, so that a stop does not jerk at the tool
+constexpr double kTurnDamping = 1500.0;      // N m s/rad
+constexpr double kForceMost = 50.0;          // N, and N m
+constexpr double kVmax = 100.0;              // deg/s
 constexpr int kAskAgain = 7;                 // cycles, from one request of the drags to the next
 
 struct Stretch {
@@ -47,6 +52,7 @@ constexpr Stretch kStretches[] = {
 
 // The filters pass two thirds of the noise, and of thousands of samples one is four deviations off. A count
 // is 0.1 N and 0.01 N m; the arm sways a little under the push.
+constexpr double kWay = 0.02;          // deg, the least
 constexpr double kForceLimit = 1.2;    // N
 constexpr double kMomentLimit = 0.12;  // N m
 
@@ -67,6 +73,8 @@ struct Findings {
     double wrongState;   // cycles
     double openDrags;    // cycles with a drag under an alarm
     double closedDrags;  // requests that were dropped without one
+    double way;          // deg, of the first joints without an alarm
+    double strayed;      // deg, with one, and with the sensor off
 };
 
 // What is no number stays, for the verdict to fail.
@@ -84,14 +92,21 @@ Eigen::Vector3d momentError(const Eigen::Matrix3d& turn, const Wrench& hand) {
 
 void cycle(Run& run, const Stretch& stretch, int n, Findings& found) {
     FORCE_CONTROL& control = mcb.forceControl;
-    const bool asked = n % kAskAgain == 0;
-    if (asked) control.endforcedrag.flag = control.forceandtorquedrag.status = 1;
+    if (n % kAskAgain == 0 && stretch.announced) {
+        zvmcEndForceDragStartStopControl(1);
+        control.forceandtorquedrag.status = 1;
+    }
     const bool wanted = control.endforcedrag.flag == 1 && control.forceandtorquedrag.status == 1;
 
     // the intake sees what the last cycle left behind
     const Wrench hand = run.simulation->plant().toolWrench();
     const Eigen::Matrix3d turn = rotation(run.simulation->plant().tool().flange);
+    const Joints before = run.simulation->commanded();
     run.advance(0.001);
+
+    const Joints& joints = run.simulation->commanded();
+    const double step = std::fabs(joints[0] - before[0]) + std::fabs(joints[1] - before[1]);
+    (stretch.announced && stretch.lines == 0 ? found.way : found.strayed) += step;
 
     const bool returning = n == 0 && !found.inUse && stretch.announced;
     found.inUse = stretch.announced;
@@ -122,6 +137,13 @@ void play(Run& run, double) {
     Simulation& simulation = run.start(setup);
     putSensorToUse(simulation);
 
+    mcb.mode = 1;   // manual
+    run.skip(0.1);  // without a drag: the next one starts from here
+    double M[6] = {30, 30, 30, 10, 10, 10}, K[6] = {}, F[6] = {3, 0, 0, 0.3, 0, 0}, B[6];
+    std::fill_n(B, 3, kDamping);
+    std::fill_n(B + 3, 3, kTurnDamping);
+    zvmcEndForceDragstartstop(0, 0, 0, 0, M, B, K, F, kForceMost, kVmax);
+
     Hand hand(HandWrench{[](double time) {
                   const double share = 0.5 * (1.0 - std::cos(2.0 * std::numbers::pi * time / kPeriod));
                   return Wrench{array(share * vector(kPush)), {}};
@@ -143,6 +165,9 @@ void play(Run& run, double) {
     run.atMost("Cycles with another alarm state than the lines'", found.wrongState, 0.0, "");
     run.atMost("Cycles with a drag under an alarm", found.openDrags, 0.0, "");
     run.atMost("Drags dropped without an alarm", found.closedDrags, 0.0, "");
+    run.atMost("Way of joints 1 and 2 without a drag", found.strayed, 0.0, "deg");
+    run.atMost("Drags that do not move the arm", found.way > kWay ? 0.0 : 1.0, 0.0, "");
+    run.tell("Way of joints 1 and 2 with a drag", found.way, "deg");
     run.atMost("Compensated force off the hand's", found.force, kForceLimit, "N");
     run.atMost("First force of a restart off the hand's", found.restart, kForceLimit, "N");
     // the compensation takes the load's moment as that of an upright arm

@@ -20,17 +20,23 @@ namespace {
 
 constexpr Operator kHand = {1000.0, 50.0, 60.0, 2.0};
 constexpr double kSpeed = 0.08;  // m/s
+constexpr double kReach = 0.82;  // m, of the arm for which the speeds and ways are
 constexpr double kSpin = 0.15;   // rad/s
 constexpr double kVmax = 150.0;  // deg/s
-constexpr double kDamping =
-    400.0;                       // N s/m; with half of it a strong hand meets Vmax where the elbow comes back
+
+// N s/m. The force that pushes off goes up to 100 N, and a strong hand to Fmax: with less damping they meet
+// Vmax near a singularity.
+constexpr double kSoftDamping = 600.0;
+constexpr double kDamping = 400.0;
+
 constexpr double kSlowly = 0.4;  // of the speeds above, on the way to the joint drag
 constexpr double kOut = 0.15;    // m/s, in joint drag; the return asks for more than 50 mm/s
 
 // s
 constexpr double kStand = 0.2;
-constexpr double kPress = 1.0;
-constexpr double kGlide = 4.0;
+constexpr double kPress = 2.0;
+constexpr double kGlide = 2.0;
+constexpr double kLongGlide = 15.0;  // more of it that is not recorded; the largest arms take it
 constexpr double kBackOff = 2.0;
 constexpr double kApproach = 9.0;
 constexpr double kPatience = 6.0;
@@ -121,9 +127,16 @@ Eigen::Vector3d steepest(const Simulation& simulation, const Place& place) {
     return -slope.normalized();
 }
 
-Twist toward(const Place& place, const Eigen::Vector3d& way, double share) {
+// Reach of the arm over that of the one the speeds are made for.
+double size(const Simulation& simulation) {
+    const double* lengths = simulation.plant().options().set.paramSDH;
+    return 1e-3 * (std::fabs(lengths[1]) + std::fabs(lengths[2])) / kReach;
+}
+
+Twist toward(const Simulation& simulation, const Place& place, const Eigen::Vector3d& way, double share) {
     Twist twist;
-    (place.turned ? twist.spin : twist.velocity) = share * (place.turned ? kSpin : kSpeed) * way;
+    (place.turned ? twist.spin : twist.velocity) =
+        share * (place.turned ? kSpin : kSpeed * size(simulation)) * way;
     return twist;
 }
 
@@ -147,7 +160,7 @@ void keep(const DragRun& drag, Findings& found) {
 
 void glide(Run& run, const Place& place, Findings& found) {
     Simulation& simulation = run.start(sensorArm(run.options, place.pose));
-    startDrag(run, {.speedLimit = kVmax});
+    startDrag(run, {.damping = kSoftDamping, .speedLimit = kVmax});
     run.mark(fmt::format("{}, soft", place.name));
     const ParameterSet& set = simulation.plant().options().set;
     const auto distance = [&] { return place.distance(set, simulation.measured()); };
@@ -160,11 +173,14 @@ void glide(Run& run, const Place& place, Findings& found) {
         nearest = std::min(nearest, distance());
         peak = std::max(peak, drag.force().norm());
     };
-    drag.lead(toward(place, way, 1.0), place.seconds, look);
+    drag.lead(toward(simulation, place, way, 1.0), place.seconds, look);
     drag.wait(kPress, look);
     drag.letGo();
     run.mark("lets go");
     drag.wait(kGlide, look);  // the force goes on pushing until the arm has left the place
+    drag.recorded = false;
+    drag.wait(kLongGlide);
+    drag.recorded = true;
     drag.rest();
     keep(drag, found);
 
@@ -197,12 +213,12 @@ void handOver(Run& run, const Place& place, Findings& found) {
         }
     };
     for (double waited = 0.0; !inJointDrag() && waited < kApproach; waited += kStep)
-        drag.lead(toward(place, way, kSlowly), kStep, look);
+        drag.lead(toward(simulation, place, way, kSlowly), kStep, look);
     drag.wait(kStand, look);
     // out again as it came, and where that is a turn on the spot, off at speed
-    if (place.turned) drag.lead(toward(place, way, -1.0), kBackOff, look);
-    const Twist out =
-        place.turned ? Twist{kOut * Eigen::Vector3d::UnitZ()} : toward(place, way, -kOut / kSpeed);
+    if (place.turned) drag.lead(toward(simulation, place, way, -1.0), kBackOff, look);
+    const Twist out = place.turned ? Twist{kOut * Eigen::Vector3d::UnitZ()}
+                                   : toward(simulation, place, way, -kOut / kSpeed);
     for (double waited = 0.0; inJointDrag() && waited < kPatience; waited += kStep)
         drag.lead(out, kStep, look);
     run.mark("back");

@@ -2,6 +2,8 @@
 // damping that is set, along each axis and about it, in each frame that a drag can have. Then it pulls at the
 // tip of the tool in directions of its own, lets go in full swing, and the arm stays where it comes to rest.
 // Last come three things that end a drag: a hand that is too fast, a force and a tool that are no numbers.
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -32,6 +34,11 @@ constexpr double kSwingSpeed = 0.1;  // m/s
 
 // What differs from the law are counts and noise of the sensor and the rest of settling.
 constexpr double kDampingLimit = 3.0;  // % off B
+constexpr double kTuneInertia = 5.0;   // kg; with more of it the hand has to be softer
+constexpr double kSteadyRate = 10.0;   // 1/s, largest stiffness of the hand over B
+constexpr double kRippleLimit = 10.0;  // %
+constexpr double kTuneSpeed = 0.05;    // m/s
+constexpr double kTuneTime = 2.5;      // s
 constexpr double kDriftLimit = 0.01;   // mm/s
 constexpr double kCoastLimit = 30.0;   // mm: some 0.15 s of filters, at 0.1 m/s and the turn at the tip
 constexpr double kSpeedLimit = 100.0;  // %, of Vmax
@@ -205,6 +212,42 @@ void endings(Run& run, Findings& found, EndFindings& ends) {
     }
 }
 
+// How steady hands of a stiffness pull at 50 mm/s: half of the way from the least to the largest force of the
+// last second, of the mean.
+double ripple(Run& run, double stiffness, double inertia, double damping) {
+    run.start(sensorArm(run.options, movingPose(run.options)));
+    startDrag(run, {.inertia = inertia, .damping = damping, .forceLimit = 200.0});
+    DragRun drag(run, {}, {.stiffness = stiffness});
+    drag.recorded = false;
+    drag.wait(0.1);
+    drag.grip();
+    const Eigen::Vector3d way = Eigen::Vector3d::UnitZ();
+    drag.lead({kTuneSpeed * way}, kTuneTime - 1.0);
+    double least = std::numeric_limits<double>::infinity(), most = -least, sum = 0.0;
+    drag.lead({kTuneSpeed * way}, 1.0, [&] {
+        const double force = drag.force().dot(way);
+        least = std::min(least, force);
+        most = std::max(most, force);
+        sum += 1e-3 * force;
+    });
+    return 50.0 * (most - least) / sum;
+}
+
+double tune(Run& run) {
+    double worst = 0.0;
+    for (const double inertia : {kTuneInertia, 3.0 * kTuneInertia})
+        for (const double damping : {100.0, 300.0, 1000.0})
+            for (const double stiffness : {500.0, 1000.0, 3000.0, 10000.0}) {
+                const double share = ripple(run, stiffness, inertia, damping);
+                const double rate = stiffness / damping;  // 1/s
+                if (inertia == kTuneInertia && 1.0 <= rate && rate <= kSteadyRate)
+                    worst = larger(worst, share);
+                run.tell(fmt::format("Ripple, M {:g}, B {:g}, hand of {:g} N/m", inertia, damping, stiffness),
+                         share, "%");
+            }
+    return worst;
+}
+
 // The pulls take their time, whatever is asked.
 void play(Run& run, double) {
     run.recording.more.assign(dragGroups().begin(), dragGroups().end());
@@ -215,8 +258,11 @@ void play(Run& run, double) {
     const double alarms = found.alarms;
     endings(run, found, ends);
 
+    const double unsteady = tune(run);
+
     run.atMost("Force over speed off the damping", found.force, kDampingLimit, "%");
     run.atMost("Moment over turning speed off the damping", found.moment, kDampingLimit, "%");
+    run.atMost("Ripple of a hand up to 10 times the damping", unsteady, kRippleLimit, "%");
     run.atMost("Drift after the release", found.drift, kDriftLimit, "mm/s");
     run.atMost("Way after the release", found.coast, kCoastLimit, "mm");
     run.atMost("Joint speed, of Vmax", found.fastest, kSpeedLimit, "%");

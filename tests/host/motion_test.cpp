@@ -268,6 +268,25 @@ TEST(Motion, UnderTheHandTheCommandFollowsTheArm) {
 }
 
 // What else ends a move or a jog leaves nothing behind that a later request would find.
+// As a drag by the force sensor does it.
+TEST(Motion, AnIdleArmMovedFromOutsideHasAVelocity) {
+    begin(101, kBent);
+    cycles(1);
+    for (const double step : {0.02, -0.05, 0.0, 0.03}) {
+        mpb.jC.v[2] += step;
+        if (step != 0.0) tmcUpdateJointCartGoalPos();
+        cycles(1);
+        EXPECT_NEAR(mpb.jCvel.v[2], step, 1e-12);
+        EXPECT_EQ(mpb.jCvel.v[1], 0.0);
+        EXPECT_EQ(mpb.jointPos.v[2], mpb.jC.v[2]);
+    }
+    // the first goal of all tells nothing of a velocity
+    begin(101, kBent);
+    tmcUpdateJointCartGoalPos();
+    cycles(1);
+    EXPECT_EQ(mpb.jCvel.v[2], 0.0);
+}
+
 TEST(Motion, NothingIsLeftOfAMoveOrJogThatWasOvertaken) {
     for (const auto overtake : {dragOn, pause, stop}) {
         begin(101, kBent);

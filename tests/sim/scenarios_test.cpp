@@ -189,6 +189,42 @@ TEST(SensorAlarm, ClosesTheDragsAndTheForceGoesOn) {
     EXPECT_NE(failures(heavy).find("Compensated force"), std::string::npos) << failures(heavy);
 }
 
+// The law from what was recorded of the first pull: 0.03 m/s along x of the base, 200 N s/m.
+TEST(Drag, FollowsTheHandByItsDamping) {
+    for (const RunOptions& options : {kCases[2], RunOptions{.robotType = 1, .load = 2.0}}) {
+        const auto run = runOf("drag", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+        double force = 0.0, speed = 0.0;
+        for (std::size_t k = 1450; k < 1700; k++) {
+            force += run.recording.values[groups().size()][k][0];
+            speed += 1e3 * (run.recording.values[groups().size() + 3][k][0] -
+                            run.recording.values[groups().size() + 3][k - 1][0]);
+        }
+        EXPECT_NEAR(force / (1e-3 * speed), 200.0, 8.0);
+        EXPECT_NEAR(speed / 250.0, 30.0, 1.0);
+    }
+    // the load's moment is that of an upright arm
+    EXPECT_TRUE(fails(runOf("drag", {.mount = kMounts[2], .load = 2.0}), "Drift after the release"));
+}
+
+TEST(Wall, DampsOnTheWayThereAlone) {
+    for (const RunOptions& options : {RunOptions{.robotType = 301, .seed = 2, .load = 3.0}}) {
+        const auto run = runOf("wall", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+    }
+}
+
+// The library takes types 201 and 301 for arms with another shoulder.
+TEST(Singular, GlidesOffOrHandsOver) {
+    for (const RunOptions& options : {kCases[0], RunOptions{.robotType = 302, .seed = 3}}) {
+        const auto run = runOf("singular", options);
+        EXPECT_TRUE(run.passed()) << options.robotType << ": " << failures(run);
+    }
+    const auto run = runOf("singular", {.robotType = 201});
+    EXPECT_TRUE(fails(run, "Way into the shoulder")) << failures(run);
+    EXPECT_FALSE(fails(run, "Way into the wrist")) << failures(run);
+}
+
 TEST(Weigh, FindsTheToolAndTakesItOff) {
     for (const RunOptions& options : {kCases[1], kCases[2], RunOptions{.loadError = 1.0}}) {
         const auto run = runOf("weigh", options);
@@ -418,6 +454,8 @@ TEST(Scenarios, LeaveNothingBehind) {
                              "drag-lock", "interference", "natural-frequency"}) {
                              "sensor-alarm", "weigh", "identify", "collide", "static-collide", "false-alarm",
                              "drag-lock", "interference", "press", "polish"}) {
+                             "sensor-alarm", "weigh", "identify", "drag", "wall", "singular", "collide",
+                             "static-collide", "false-alarm", "drag-lock", "interference"}) {
         runOf(name, {.robotType = 401, .seconds = 2.0});
         EXPECT_EQ(first, stand()) << "after " << name;
     }

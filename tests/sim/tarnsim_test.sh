@@ -35,6 +35,7 @@ says identify
 for name in identify-friction collide static-collide false-alarm; do says $name; done
 for name in collide static-collide false-alarm torque-drag force-collide; do says $name; done
 for name in collide static-collide false-alarm press press-gains polish; do says $name; done
+for name in drag wall singular collide static-collide false-alarm; do says $name; done
 says hold-dynamics
 says guide-dynamics
 says move-dynamics

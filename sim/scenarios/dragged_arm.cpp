@@ -103,7 +103,7 @@ const Group kGroups[] = {
     { "speed_mm_s", "Speed of the tool, base frame",                  "mm/s", speed,        { "x", "y", "z", "magnitude" } },
     { "room_m3",    "Mobility of translation",                        "m^3",  translationMeasure, { "translation" } },
     { "room",       "Mobility of rotation; shoulder's distance, m^2", "-",    otherMeasures, { "rotation", "shoulder" } },
-    { "state",      "Drag asked for, joint drag, motion alarm",       "-",    state,        { "drag", "joint drag", "alarm" } },
+    { "state",      "Drag asked for, joint drag, motion alarm",       "-",    state,        { "asked", "joints", "alarm" } },
 };
 // clang-format on
 

@@ -43,10 +43,6 @@ constexpr const Scenario* kScenarios[] = {
     &kDrag,
     &kWall,
     &kSingular,
-    &kHold,       &kGuide,        &kGuideRegressor, &kDragLock,     &kInterference,
-    &kMove,       &kRecordReplay, &kSensorAlarm,    &kDrag,         &kWall,
-    &kSingular,   &kWeigh,        &kIdentify,       &kCollide,      &kStaticCollide,
-    &kFalseAlarm, &kHoldDynamics, &kGuideDynamics,  &kMoveDynamics,
 };
 // clang-format on
 

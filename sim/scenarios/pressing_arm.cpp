@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "sim/scenarios/sensing_arm.h"
 #include "sim/vectors.h"
 #include "tarnhost/kinematics.h"
 #include "tarnhost/motion.h"
@@ -14,8 +15,6 @@ namespace tarn::sim {
 namespace {
 
 constexpr double kLoop = 15.0;                          // Hz
-constexpr double kDefaultLoad = 1.0;                    // kg
-constexpr Vec3 kSensorPlace = {0.0, 0.0, 40.0};         // mm
 constexpr double kForceNoise = 0.1;                     // N
 constexpr double kMomentNoise = 0.005;                  // N m
 constexpr ToolSphere kTip = {{0.0, 0.0, 120.0}, 10.0};  // mm
@@ -80,14 +79,11 @@ const std::vector<Group> kPressGroups = {
 };
 
 SimulationOptions pressingArm(const RunOptions& options) {
-    SimulationOptions setup = simulationOptions(options);
+    SimulationOptions setup = sensingArm(options);
     setup.startPose = movingPose(options);
     setup.positionLoop = kLoop;
-    if (setup.load == 0.0) setup.load = kDefaultLoad;
-    setup.sensorPlace = kSensorPlace;
     setup.forceSensor.noise = {{kForceNoise, kForceNoise, kForceNoise},
                                {kMomentNoise, kMomentNoise, kMomentNoise}};
-    setup.forceSensor.seed = options.seed + 1;
     return setup;
 }
 
@@ -105,11 +101,8 @@ void startOver(Run& run, const Workpiece& workpiece, bool side) {
     place.along = (place.along - place.along.dot(place.normal) * place.normal).normalized();
     simulation.plant().setToolForces({[workpiece](const ToolState& tool) { return touch(workpiece, tool); }});
 
-    mpb.forceSensorLoadWeight = setup.load;
-    mpb.forceSensorLoadCoord = {setup.loadCenter[0] - kSensorPlace[0], setup.loadCenter[1] - kSensorPlace[1],
-                                setup.loadCenter[2] - kSensorPlace[2]};
     mcb.forceControl.forceSensorRcs = 0;
-    zvmcSetAxleDeviceType(1);
+    putSensorToUse(simulation);
 }
 
 int startPressing(const Press& press) {

@@ -25,20 +25,11 @@ says() {
 }
 
 expect 0 list
-says hold
-says guide
-says move
-says record-replay
-says sensor-alarm
-says weigh
-says identify
-for name in identify-friction collide static-collide false-alarm; do says $name; done
-for name in collide static-collide false-alarm torque-drag force-collide; do says $name; done
-for name in collide static-collide false-alarm press press-gains polish; do says $name; done
-for name in drag wall singular collide static-collide false-alarm; do says $name; done
-says hold-dynamics
-says guide-dynamics
-says move-dynamics
+for name in hold guide move record-replay sensor-alarm weigh collide static-collide false-alarm force-collide \
+    identify identify-load identify-load-dynamic identify-friction natural-frequency \
+    drag wall singular torque-drag press press-gains polish hold-dynamics guide-dynamics move-dynamics; do
+    says "$name"
+done
 expect 0 --help
 expect 0 run hold --seconds 2 --robot-type 1001 --mount ceiling --load 20 --out "$folder/a"
 says a/hold.html

@@ -1,7 +1,5 @@
 #include "support/persist.h"
 
-#include <charconv>
-
 namespace tarn {
 namespace {
 
@@ -16,12 +14,14 @@ void persistJoints(const char* section, const char* keyPattern, const Value (&va
 void persistNumbered(const char* file, const char* section, const char* keyPattern, int number,
                      double value) {
     char key[64];
-    char *end = key, *const last = key + sizeof key - 1;
+    char *end = key, *const last = key + sizeof key - 2;  // two digits may follow
     for (const char* c = keyPattern; *c != '\0' && end < last; c++) {
-        if (*c == '#')
-            end = std::to_chars(end, last, number).ptr;
-        else
+        if (*c != '#') {
             *end++ = *c;
+            continue;
+        }
+        if (number > 9) *end++ = static_cast<char>('0' + number / 10);
+        *end++ = static_cast<char>('0' + number % 10);
     }
     *end = '\0';
     ConfigWriteEntry(file, section, key, static_cast<float>(value));

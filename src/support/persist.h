@@ -11,7 +11,7 @@ inline void persist(const char* section, const char* key, double value) {
     ConfigWriteEntry(USER_CONFIG_FILE, section, key, static_cast<float>(value));
 }
 
-// The same in another file; '#' in keyPattern stands for the number.
+// The same in another file; '#' in keyPattern stands for the number, 0 to 99.
 void persistNumbered(const char* file, const char* section, const char* keyPattern, int number, double value);
 
 // Six keys, joints (or axes) 1 to 6 in order.

@@ -451,7 +451,7 @@ TEST(Scenarios, LeaveNothingBehind) {
     for (const Scenario* scenario : scenarios()) {
         const std::string name = scenario->name;
         if (name == "press-gains") continue;  // the same as press, 70 times
-        runOf(name, {.robotType = 401, .load = 2.0, .seconds = 2.0});
+        runOf(name, {.robotType = 301, .load = 2.0, .seconds = 2.0});
         EXPECT_EQ(first, stand()) << "after " << name;
     }
 }

@@ -1,4 +1,4 @@
-// All services that the library may call, for a controller that uses its torque cycle alone. Two of them do
+// All services that the library may call, for a controller that uses its torque cycle alone. Three of them do
 // something here; each of the others ends the program with its own name, so that a wider use of the library
 // tells which one to write next. None that the library calls may be left out: it is bound as a whole at load.
 //
@@ -43,6 +43,15 @@ int ConfigWriteEntry(const char* /*file*/, const char* /*section*/, const char* 
     if (i == static_cast<int>(sizeof settings / sizeof *settings)) return -1;
     if (i == settingsCount) std::snprintf(settings[settingsCount++].key, sizeof settings->key, "%s", key);
     settings[i].value = value;
+    return 0;
+}
+
+// ---- the drives' variable gain, told in every cycle: the next frame on the bus takes it along
+
+static int32_t varGain[6];
+
+int zvHalSetVarGainFactor(int32_t* gain) {
+    std::memcpy(varGain, gain, sizeof varGain);
     return 0;
 }
 
@@ -95,7 +104,6 @@ MISSING(int tfsSetMomentumPowerParam(float, float))
 MISSING(int zvHalGetAxleDin(uint16_t*))
 MISSING(int zvHalEnableAxleDeviceType(uint8_t))
 MISSING(int zvHalSetAxleSensorData(uint8_t, uint8_t, uint8_t, uint8_t, uint16_t, uint16_t))
-MISSING(int zvHalSetVarGainFactor(int32_t*))
 MISSING(int zvHalSetJointIdentifyEnable(uint8_t, uint16_t))
 MISSING(int zvHalSetJointIdentifyType(uint16_t))
 MISSING(int zvHalGetSingleJointIdentify(uint8_t, int32_t*, int32_t*, int32_t*))

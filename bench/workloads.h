@@ -18,7 +18,12 @@ struct Workload {
 };
 
 const std::vector<Workload>& workloads();
-std::vector<Workload> dynamicsWorkloads();  // its part from dynamics_workloads.cpp
+
+// Its parts, each from the file of that name.
+std::vector<Workload> kinematicsWorkloads();
+std::vector<Workload> cycleWorkloads();
+std::vector<Workload> forceWorkloads();
+std::vector<Workload> dynamicsWorkloads();
 
 // Largest difference between our gravity torque and KDL's over all states, N m.
 double gravityDisagreement(int robotType);

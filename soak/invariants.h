@@ -7,7 +7,7 @@
 
 namespace soak {
 
-// Tells what does not hold; nullptr for an array's first index where it has none.
+// Told of each value that does not hold, with its index in an array.
 using Report = std::function<void(const char* what, int index, double value)>;
 
 // wide: also through the long stores.

@@ -80,7 +80,7 @@ void Schedule::betweenCycles() {
     time_++;
     drive();
     spoil();
-    if (random_.oneIn(400)) command();
+    if (!calm_ && random_.oneIn(400)) command();
     clearFaults();
     // with another torque model the filters go on from where they stopped, unless the host resets them
     if (lastModel_ != mcb.newTeachEnable && random_.oneIn(2)) zvmcdynfiltresert();
@@ -191,6 +191,7 @@ void Schedule::endTask() {
     tarn::host::stopJog();
     tmcStop();
     arm_.press(0, 0);
+    calm_ = false;
     time_ = 0;
     task_ = Rest;
 }
@@ -324,7 +325,16 @@ void Schedule::startPressing() {
     const FORCESENSOR_DATA target = {
         random_.between(0, 5), random_.between(0, 5), -random_.between(5, 30), 0, 0, 0};
     const auto learning = digit(random_.below(3));
-    if (learning) taskLeft_ += 14000;  // beyond the end of the stores
+    calm_ = learning != 0 && random_.oneIn(2);
+    if (calm_) {  // undisturbed beyond the end of the stores
+        taskLeft_ = 14000;
+        shiftLeft_ = std::max(shiftLeft_, taskLeft_);
+        tmcSetForceSensorAct(1, 11);
+        arm_.faults = {};
+        std::uint8_t none[6] = {};
+        tmcCollisionStartStop(0, 1, none, {}, {}, {}, 11);
+        mpb.collisionErrorTime = MAXCOLLISIONERRORTIME;
+    }
     arm_.lead(30, 1);
     arm_.press(20, random_.between(1, 10));
     zvmcCompliancestartstop(random_.between(0, 0.01), random_.between(0, 5), random_.below(2), 11);
@@ -436,7 +446,7 @@ void Schedule::spoil() {
         arm_.faults = {};
         tarn::host::axleBus.din = 0;
     }
-    if (faultLeft_ > 0 || !random_.oneIn(4000)) return;
+    if (faultLeft_ > 0 || calm_ || !random_.oneIn(4000)) return;
     Faults& f = arm_.faults;
     faultLeft_ = 5 + random_.below(500);
     switch (random_.below(8)) {

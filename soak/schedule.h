@@ -66,7 +66,7 @@ class Schedule {
     Random random_;
     Arm& arm_;
     Task task_ = Rest;
-    bool observer_ = false, dynamicLoad_ = false, endurance_ = false;
+    bool observer_ = false, calm_ = false, dynamicLoad_ = false, endurance_ = false;
     long time_ = 0;  // cycles in the task
     long taskLeft_ = 0, shiftLeft_ = 0;
     int lastModel_ = 0;

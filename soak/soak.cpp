@@ -1,5 +1,6 @@
 // Runs the host's cycle for simulated hours and checks each one. Exit 0: all held; 1: something did not, told
-// with seed and cycle, which the same seed brings back; 2: the command line.
+// with seed and cycle; 2: the command line. A seed is one course of events: with it and --seconds past the
+// cycle, which is a millisecond, any build of the same sources comes to the same place.
 //
 //     tarnsoak [--seed N] [--seconds SIMULATED] [--minutes WALL]
 #include <malloc.h>

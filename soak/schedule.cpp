@@ -54,10 +54,10 @@ std::string Schedule::place() const {
            number(", frame ", mcb.forceControl.forceSensorRcs) + number(", servo ", mcb.servoJTStatus);
 }
 
-// All come with rules that hold on purpose. The push-back answers the difference of measured and expected
-// torque fifty times or more, anew in each cycle that the force guard fires, and it grows with the time left
-// where a command has lowered the time that it starts from. A reaction that a command puts in the place of
-// the running one takes over the time that is left, and its pose from before. The pose that lock and zone
+// All come with rules that hold on purpose. The push-back answers up to two and a half times the difference
+// of measured and expected torque, anew in each cycle that the force guard fires, and it grows with the time
+// left where a command has lowered the time that it starts from. A reaction that a command puts in the place
+// of the running one takes over the time that is left, and its pose from before. The pose that lock and zone
 // pull back to is kept for as long as one of them is on, over all that moves the arm otherwise.
 const char* Schedule::knownExcess() const {
     if (mcb.collisionPauseFlag == 5 && mpb.state == TGEN_DRAG) return "push-back of reaction 5";

@@ -23,14 +23,6 @@ namespace {
 constexpr double kStiffness = 3e3;  // N/m
 constexpr double kDamping = 150.0;  // N s/m
 
-// s, in each of the two passes
-constexpr double kSwitchOn = 0.3;
-constexpr double kGrip = 0.5;
-constexpr double kOutAndBack = 6.0;
-constexpr double kGripped = 5.25;
-constexpr double kSwitchOff = 7.7;
-constexpr double kPassEnd = 8.0;
-
 // %: in hand guiding the library compensates 40 % of the friction of the first joints and 50 to 60 % of the
 // others', and nothing of the inertia
 constexpr double kEffortLimit = 60.0;
@@ -40,15 +32,10 @@ constexpr double kRestLimit = 5.0;       // mm/s, at the end
 constexpr double kCurrentLimit = 32767;  // what the command's 16 bits hold
 constexpr double kCommandLimit = 1.001;  // 1/1000 of rated torque: the cut to whole numbers, and rounding
 
-struct Pass {
-    Effort effort;
-    double farthest;     // mm, of the flange from its start
-    double behind;       // mm, of the flange from where the hand wants it
-    double coast;        // mm, of the flange after the hand let go
-    double restSpeed;    // mm/s, before hand guiding ends
-    double demand;       // 1/1000 of rated, largest of the plant's own torque and the compensation
-    double offDemand;    // 1/1000 of rated, largest difference of the command
-    double otherStates;  // cycles out of hand guiding while it was asked for
+struct Pass : GuidedPass {
+    double farthest;   // mm, of the flange from its start
+    double demand;     // 1/1000 of rated, largest of the plant's own torque and the compensation
+    double offDemand;  // 1/1000 of rated, largest difference of the command
 };
 
 // What the cycle that has just run ought to have commanded, from the plant's own torque.
@@ -103,37 +90,13 @@ Pass guide(Run& run, bool compensation) {
     if (setup.torqueModel == FittedRegressor) adjustGains(simulation);
     const auto flange = [&] { return vector(simulation.plant().tool().flange.origin); };
     const Eigen::Vector3d start = flange();
-    const std::function<Vec3(double)> path = outAndBack(array(start), kGrip, kOutAndBack);
-    Hand hand(HandSpring{kStiffness, kDamping, path}, {}, kGrip, kGrip + kGripped);
-    simulation.plant().setToolForces({hand.force()});
     run.mark(compensation ? "start, friction compensated" : "start, friction not compensated");
 
     Pass pass{};
-    const double begin = simulation.time();
-    const auto until = [&](double time) { return simulation.time() < begin + time - 0.0005; };
-    while (until(kSwitchOn)) run.advance(0.001);
-    tmcDragSwitch(1);
-    Eigen::Vector3d letGo = start;
-    while (until(kSwitchOff)) {
-        run.advance(0.001);
-        if (mpb.state != TGEN_DRAG) pass.otherStates++;
+    static_cast<GuidedPass&>(pass) = guidePass(run, kStiffness, kDamping, {}, [&] {
         compareCommand(simulation, pass);
-        const bool gripped = until(kGrip + kGripped);
-        if (gripped) {
-            letGo = flange();
-            const double behind = (vector(path(simulation.time() - begin)) - letGo).norm();
-            pass.behind = std::max(pass.behind, 1e3 * behind);
-        }
         pass.farthest = std::max(pass.farthest, 1e3 * (flange() - start).norm());
-        pass.coast = std::max(pass.coast, 1e3 * (flange() - letGo).norm());
-        if (!gripped && run.events.back().word != "lets go") run.mark("lets go");
-    }
-    pass.restSpeed = 1e3 * vector(simulation.plant().tool().velocity).norm();
-    tmcDragSwitch(0);
-    while (until(kPassEnd)) run.advance(0.001);
-    if (mpb.state != TGEN_IDLE) pass.otherStates++;
-    pass.effort = hand.effort();
-    simulation.plant().setToolForces({});  // the hand ends here, the arm is still to be drawn
+    });
     return pass;
 }
 
@@ -170,17 +133,18 @@ void play(Run& run, double) {
 const Scenario kGuide = {
     "guide",
     "A hand guides the arm along a curve, without and with compensation of friction, and lets go.",
-    2.0 * kPassEnd,
+    2.0 * kGuidedPassSeconds,
     play,
 };
 
 const Scenario kGuideRegressor = {
-    "guide-regressor", "As guide, on the currents of the fitted regressor.", 2.0 * kPassEnd, play,
+    "guide-regressor", "As guide, on the currents of the fitted regressor.", 2.0 * kGuidedPassSeconds, play,
     FittedRegressor,
 };
 
 const Scenario kGuideDynamics = {
-    "guide-dynamics", "As guide, on the currents of the full dynamics.", 2.0 * kPassEnd, play, FullDynamics,
+    "guide-dynamics", "As guide, on the currents of the full dynamics.", 2.0 * kGuidedPassSeconds, play,
+    FullDynamics,
 };
 
 }  // namespace tarn::sim

@@ -35,15 +35,11 @@ constexpr double kMaxSpeed = 250.0;      // mm/s
 constexpr double kMaxTurn = 120.0;       // deg/s
 constexpr double kUnwatched = 1e4;       // mm/s, deg/s
 
-// s, in a pass
+// s, in the pass of the hand that is too fast
 constexpr double kSwitchOn = 0.3;
 constexpr double kGrip = 0.5;
-constexpr double kOutAndBack = 6.0;
-constexpr double kGripped = 5.25;
-constexpr double kSwitchOff = 7.7;
-constexpr double kPassEnd = 8.0;
-constexpr double kFast = 2.0;     // out and back of the hand that is too fast
-constexpr double kFastEnd = 3.0;  // of its pass
+constexpr double kFast = 2.0;     // out and back
+constexpr double kFastEnd = 3.0;  // of the pass
 constexpr double kAgain = 1.5;    // without a hand
 
 // %, of the hand's mean force without the drag. The weight of 4 leaves a quarter of what the hand has to do,
@@ -88,16 +84,11 @@ const Group kGroups[] = {
     {"tool_speed", "Speed of the flange", "mm/s, deg/s", toolSpeed, {"path", "turn"}},
 };
 
-struct Pass {
-    Effort effort;
-    double behind;     // mm, of the grip from where the hand wants it
-    double coast;      // mm, of the grip after the hand let go
-    double restSpeed;  // mm/s, before hand guiding ends
-    double excess;     // 1/1000 of rated, of the drag's torque over the joint's limit
-    Joints limited;    // cycles at that limit
+struct Pass : GuidedPass {
+    double excess;   // 1/1000 of rated, of the drag's torque over the joint's limit
+    Joints limited;  // cycles at that limit
     double cycles;
     double speed, turn;  // mm/s, deg/s, largest
-    double otherStates;  // cycles out of hand guiding while it was asked for
 };
 
 void setDrag(int status, double weight, bool watched = true) {
@@ -144,38 +135,13 @@ Pass guide(Run& run, const std::string& name, int status, double weight) {
     Simulation& simulation = startArm(run, name);
     // a hand that has to work against the drag gives the tool a jerk when that ends
     setDrag(status, weight, weight > 1.0);
-    const Eigen::Vector3d start = grip(simulation);
-    const std::function<Vec3(double)> path = outAndBack(array(start), kGrip, kOutAndBack);
-    Hand hand(HandSpring{kStiffness, kDamping, path}, kGripPlace, kGrip, kGrip + kGripped);
-    simulation.plant().setToolForces({hand.force()});
 
     Pass pass{};
-    const double begin = simulation.time();
-    const auto until = [&](double time) { return simulation.time() < begin + time - 0.0005; };
-    while (until(kSwitchOn)) run.advance(0.001);
-    tmcDragSwitch(1);
-    Eigen::Vector3d letGo = start;
-    while (until(kSwitchOff)) {
-        run.advance(0.001);
-        if (mpb.state != TGEN_DRAG) pass.otherStates++;
+    static_cast<GuidedPass&>(pass) = guidePass(run, kStiffness, kDamping, kGripPlace, [&] {
         compareWithLimits(simulation, pass);
         pass.speed = std::max(pass.speed, mpb.tcpvel);
         pass.turn = std::max(pass.turn, mpb.tcpOriVel);
-        if (until(kGrip + kGripped)) {
-            letGo = grip(simulation);
-            const double behind = (vector(path(simulation.time() - begin)) - letGo).norm();
-            pass.behind = std::max(pass.behind, 1e3 * behind);
-        } else if (run.events.back().word != "lets go") {
-            run.mark("lets go");
-        }
-        pass.coast = std::max(pass.coast, 1e3 * (grip(simulation) - letGo).norm());
-    }
-    pass.restSpeed = 1e3 * vector(simulation.plant().tool().velocity).norm();
-    tmcDragSwitch(0);
-    while (until(kPassEnd)) run.advance(0.001);
-    if (mpb.state != TGEN_IDLE) pass.otherStates++;
-    pass.effort = hand.effort();
-    simulation.plant().setToolForces({});
+    });
     return pass;
 }
 
@@ -289,7 +255,7 @@ void play(Run& run, double) {
 const Scenario kTorqueDrag = {
     "torque-drag",
     "A hand guides the tool while the sensed force reaches the joints as torque; too fast a hand ends it.",
-    3.0 * kPassEnd + kFastEnd + kAgain,
+    3.0 * kGuidedPassSeconds + kFastEnd + kAgain,
     play,
     FullDynamics,
 };

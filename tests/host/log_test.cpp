@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <csignal>
 
+#include "support/scratch_folder.h"
 #include "tarnhost/log.h"
 #include "tarntools/tools_log.h"
 
@@ -92,7 +93,8 @@ TEST(LogWriter, ThatIsOutrunTellsHowMany) {
 }
 
 TEST(LogWriter, AppendsToItsFile) {
-    const std::string path = testing::TempDir() + "log." + std::to_string(getpid());
+    const fixture::ScratchFolder scratch;
+    const std::string path = scratch.path / "log";
     std::ofstream(path) << "before\n";
     for (const char* text : {"first\n", "second"}) {
         ASSERT_TRUE(startLogWriter(path, std::chrono::hours(1)));  // all of it is left for the stop
@@ -110,12 +112,12 @@ TEST(LogWriter, AppendsToItsFile) {
         EXPECT_EQ(line, want);
     }
     EXPECT_FALSE(in >> line);
-    std::remove(path.c_str());
     EXPECT_FALSE(startLogWriter("/no/such/folder/log"));
 }
 
 TEST(LogWriter, TellsWhatAFullDiskRefused) {
-    const std::string path = testing::TempDir() + "full." + std::to_string(getpid());
+    const fixture::ScratchFolder scratch;
+    const std::string path = scratch.path / "log";
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit unlimited;
     getrlimit(RLIMIT_FSIZE, &unlimited);
@@ -134,5 +136,4 @@ TEST(LogWriter, TellsWhatAFullDiskRefused) {
         if (std::sscanf(line.c_str(), "%*s WARN %d lines lost", &lost) == 1) lines--;
     EXPECT_GT(lost, 0);
     EXPECT_EQ(lines + lost, 11);
-    std::remove(path.c_str());
 }

@@ -22,6 +22,7 @@
 #include <csignal>
 
 #include "support/fixture.h"
+#include "support/scratch_folder.h"
 #include "tarnhost/settings.h"
 #include "tarntools/tools_config.h"
 #include "tmcforceblock.h"
@@ -40,7 +41,6 @@ class Settings : public testing::Test {
         openSettings(root);
         fs::create_directories(path.parent_path());
     }
-    void TearDown() override { fs::remove_all(root); }
 
     std::string text() const {
         std::ifstream in(path);
@@ -61,7 +61,8 @@ class Settings : public testing::Test {
         });
     }
 
-    const std::string root = testing::TempDir() + "settings." + std::to_string(getpid());
+    const fixture::ScratchFolder scratch;
+    const std::string root = scratch.path;
     const fs::path path = root + USER_CONFIG_FILE;
 };
 

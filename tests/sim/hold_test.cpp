@@ -12,6 +12,7 @@
 #include "runs.h"
 #include "sim/report.h"
 #include "sim/scenarios/scenarios.h"
+#include "support/scratch_folder.h"
 
 #pragma GCC diagnostic ignored "-Wmissing-field-initializers"  // options left out have defaults
 
@@ -108,8 +109,8 @@ TEST(Report, KeepsASpikeOfOneSampleAndEscapesText) {
     auto run = hold({.seconds = 5.0});
     run.recording.values[kCurrent][2345][2] = 12345.0;
     run.log.push_back("a < b & c");
-    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "tarnsim_report";
-    std::filesystem::create_directories(folder);
+    const fixture::ScratchFolder scratch;
+    const std::filesystem::path& folder = scratch.path;
     writeReport(*findScenario("hold"), run, folder / "page.html");
     writeCsv(run.recording, folder / "data.csv");
 
@@ -129,5 +130,4 @@ TEST(Report, KeepsASpikeOfOneSampleAndEscapesText) {
     for (std::string line; std::getline(data, line); lines++)
         ASSERT_EQ(std::count(line.begin(), line.end(), ','), 6 * std::ssize(groups())) << line;
     EXPECT_EQ(lines, run.recording.size() + 1);
-    std::filesystem::remove_all(folder);
 }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "sim/scenario.h"
+#include "support/scratch_folder.h"
 #include "tarntools/tools_log.h"
 
 using namespace tarn::sim;
@@ -41,11 +42,11 @@ Run talk() {
 }
 
 std::string page(const Run& run) {
-    const auto file = std::filesystem::path(testing::TempDir()) / "tarnsim_report_test.html";
+    const fixture::ScratchFolder folder;
+    const auto file = folder.path / "page.html";
     writeReport(kBrief, run, file);
     std::ostringstream text;
     text << std::ifstream(file, std::ios::binary).rdbuf();
-    std::filesystem::remove(file);
     return text.str();
 }
 

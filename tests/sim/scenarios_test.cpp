@@ -13,6 +13,7 @@
 #include "runs.h"
 #include "sim/hand.h"
 #include "sim/report.h"
+#include "support/scratch_folder.h"
 #include "tarnhal/thalintf.h"
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
@@ -114,8 +115,8 @@ TEST(Guide, FailsWithALoadThatNobodyTold) {
 
 TEST(Guide, ShowsTheHandAsFourLines) {
     const auto run = runOf("guide", {});
-    const auto folder = std::filesystem::path(testing::TempDir()) / "tarnsim_guide";
-    std::filesystem::create_directories(folder);
+    const fixture::ScratchFolder scratch;
+    const std::filesystem::path& folder = scratch.path;
     writeCsv(run.recording, folder / "data.csv");
     writeReport(*findScenario("guide"), run, folder / "page.html");
 
@@ -131,7 +132,6 @@ TEST(Guide, ShowsTheHandAsFourLines) {
     EXPECT_NE(page.find(">magnitude</span>", plot), std::string::npos);
     EXPECT_EQ(page.find("joint", plot), std::string::npos);
     for (const auto& [name, value] : run.findings) EXPECT_NE(page.find(value), std::string::npos) << name;
-    std::filesystem::remove_all(folder);
 }
 
 TEST(Move, DrivesFollowThePlanner) {

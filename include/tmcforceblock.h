@@ -689,7 +689,7 @@ TARN_API int zvmcVibrateAbateControl(float* VibrateAbatementGain);
 // ==== status
 //
 // Readings of the blocks without a lock: one may mix the values of two cycles. Arrays are outputs, of six
-// joints unless told. From anywhere; none can fail.
+// joints unless told. From anywhere, unless a function names its callers; none can fail.
 
 // Motion and torque of the joints. targetVel, realVel: commanded and measured velocity, degrees/s. targetAcc,
 // realAcc: the same of the acceleration, degrees/s^2. targetTorque, realTorque: expected and measured torque

@@ -72,10 +72,11 @@ int zvmcGetDesJointsPos(double* descarj1, double* descarj2, double* descarj3, do
     const double a[6] = {0, links.a1, links.a2, 0, 0, 0};
     const double d[6] = {links.d0, 0, 0, links.d3, links.d4, links.d5};
     const double* zDiff = links.zDiff;
+    const auto joints = mpb.jC;  // of one moment: the cycle goes on writing it
 
     TRSF TR[6];  // frame of each link in B
     for (int i = 0; i < 6; i++) {
-        const SDHV sdhv = {a[i], d[i], kAlpha[i], mpb.jC.v[i] / 180.0 * 3.141592653589793};
+        const SDHV sdhv = {a[i], d[i], kAlpha[i], joints.v[i] / 180.0 * 3.141592653589793};
         TRSF link;
         TransMatSDHTR(sdhv, &link);
         TR[i] = i == 0 ? link : times(TR[i - 1], link);
@@ -94,7 +95,7 @@ int zvmcGetDesJointsPos(double* descarj1, double* descarj2, double* descarj3, do
     double* const ring[6] = {desring1, desring2, desring3, desring4, desring5, desring6};
     for (int i = 0; i < 6; i++) {
         write(TR[i], car[i]);
-        write(times(TR[i], turn(-mpb.jC.v[i], 0, 0)), ring[i]);  // does not turn with the joint
+        write(times(TR[i], turn(-joints.v[i], 0, 0)), ring[i]);  // does not turn with the joint
     }
 
     const char* const lines[6] = {

@@ -11,6 +11,11 @@ endif()
 
 # No contraction: the same inputs give the same bits with and without a fused multiply-add.
 add_compile_options(-ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    add_compile_options(-Wshadow-all -Wsign-conversion -Wdouble-promotion -Wcast-qual -Wold-style-cast
+        -Wconditional-uninitialized -Wunreachable-code -Wextra-semi -Wimplicit-fallthrough -Wnon-virtual-dtor
+        -Woverloaded-virtual -Wmissing-variable-declarations)
+endif()
 option(TARN_WERROR "Treat warnings as errors" OFF)
 if(TARN_WERROR)
     add_compile_options(-Werror)

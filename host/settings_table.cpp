@@ -73,7 +73,9 @@ struct Range {
     bool (*counts)() = nullptr;  // when not, any value that the field can hold is taken
 };
 
-constexpr Range kFinite = {-FLT_MAX, FLT_MAX};
+constexpr double kLargest = static_cast<double>(FLT_MAX);
+constexpr double kSmallest = static_cast<double>(FLT_TRUE_MIN);  // above zero
+constexpr Range kFinite = {-kLargest, kLargest};
 constexpr Range kAnyInt = {INT32_MIN, 2147483520};  // the largest float within
 constexpr Range kSwitch = {0, 1};
 constexpr Range kUpTo2 = {0, 2};
@@ -89,7 +91,8 @@ bool fits(const Range& range, Width width, float value) {
     const bool whole = width == Width::kByte || width == Width::kInt;
     if (whole && std::trunc(value) != value) return false;
     const Range& bounds = range.counts == nullptr || range.counts() ? range : whole ? kAnyInt : kFinite;
-    return bounds.least <= value && value <= bounds.most;  // false for what is no number
+    const double wide = static_cast<double>(value);
+    return bounds.least <= wide && wide <= bounds.most;  // false for what is no number
 }
 
 // ---- the table
@@ -188,7 +191,7 @@ constexpr Row kRows[] = {
     // force-and-torque drag
     {kUser, "TEST_PARAM",      "IMPEDANCE_SIGN",               kOne,     &torqueDrag.impedance_sign,            kSwitch},
     {kUser, "TEST_PARAM",      "LAMDAGAIN#",                   kNumbers, torqueDrag.LamdaGain,                  {0, 5}},
-    {kUser, "TEST_PARAM",      "KGAIN#",                       kNumbers, torqueDrag.KGain,                      {0, FLT_MAX}},
+    {kUser, "TEST_PARAM",      "KGAIN#",                       kNumbers, torqueDrag.KGain,                      {0, kLargest}},
     {kUser, "TEST_PARAM",      "BGAIN#",                       kNumbers, torqueDrag.BGain,                      {0, 1}},
     {kUser, "TEST_PARAM",      "DRAGMAXTCPVEL",                kOne,     &torqueDrag.DragMaxTcpVel,             kFinite},
     {kUser, "TEST_PARAM",      "DRAGMAXTCPORIVEL",             kOne,     &torqueDrag.DragMaxTcpOriVel,          kFinite},
@@ -205,7 +208,7 @@ constexpr Row kRows[] = {
     {kUser, "FORCE_SENSOR",    "FORCESENSOR_ENDDRAG#",         kWrench,  forceDrag.F,                           kFinite},
     {kUser, "FORCE_SENSOR",    "FORCESENSOR_INERTIA_#",        kXyz,     forceDrag.M,                           {5, 30}},
     {kUser, "FORCE_SENSOR",    "FORCESENSOR_INERTIA_#",        kMoments, forceDrag.M + 3,                       {0.1, 10}},
-    {kUser, "FORCE_SENSOR",    "FORCESENSOR_DAMP_#",           kAxes,    forceDrag.B,                           {FLT_TRUE_MIN, FLT_MAX}},
+    {kUser, "FORCE_SENSOR",    "FORCESENSOR_DAMP_#",           kAxes,    forceDrag.B,                           {kSmallest, kLargest}},
     {kUser, "FORCE_SENSOR",    "FORCESENSOR_STIFFNESS_#",      kAxes,    forceDrag.K,                           kFinite},
     {kUser, "FORCE_SENSOR",    "FORCESENSOR_ADAPTIVE_SIGN",    kOne,     &forceDrag.adaptive_sign,              kAnyInt},
     {kUser, "FORCE_SENSOR",    "FORCESENSOR_INTERFERE_SIGN",   kOne,     &forceDrag.interfere_drag_sign,        kAnyInt},

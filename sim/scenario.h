@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -30,6 +31,8 @@ struct RunOptions {
 
     TorqueModel torqueModel = GravityOnly;  // the scenario's, set by play
 };
+
+inline constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();  // what nothing has filled in
 
 // Passes when the value is at most the limit; a value that is not a number fails.
 struct Verdict {

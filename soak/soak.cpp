@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <numbers>
 #include <string>
@@ -240,7 +241,7 @@ int main(int argc, char** argv) {
             }
         }
         if (!std::isfinite(normVect(&corrected.p))) report("corrected pose", 0, normVect(&corrected.p));
-        if (seen.settingNoNumber) report("setting", 0, NAN);
+        if (seen.settingNoNumber) report("setting", 0, std::numeric_limits<double>::quiet_NaN());
         seen.settingNoNumber = false;
         events.note();
         soak::checkState(report, cycle % 20000 == 0);

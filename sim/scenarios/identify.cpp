@@ -74,7 +74,7 @@ Load operator-(const Load& a, const Load& b) {
 Load result() {
     Gain gain{};
     gain.kp[4] = 1.0;
-    double mass = NAN;
+    double mass = kNoNumber;
     VECT center{};
     zvmcloadidentifyvalue(1);
     zvmcgetloadidentifyresult(gain, &mass, &center);

@@ -51,7 +51,8 @@ double radians(double deg) { return deg * std::numbers::pi / 180.0; }
 // Torque at a speed in deg/s, in the unit of the parameters; slow and fast sets meet where the sweep's do.
 double curve(const Parameters& parameters, double speed) {
     const float* p = parameters.data() + (std::fabs(speed) < kFast ? 0 : 5);
-    const double fc = p[0], fs = p[1], qs = p[2], yita = p[3], sita = p[4], v = radians(speed);
+    const auto at = [p](int i) { return static_cast<double>(p[i]); };
+    const double fc = at(0), fs = at(1), qs = at(2), yita = at(3), sita = at(4), v = radians(speed);
     return (fc + (fs - fc) * std::exp(-(v / qs) * (v / qs))) * std::tanh(yita * v / 2.0) + sita * v;
 }
 

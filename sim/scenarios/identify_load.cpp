@@ -251,7 +251,7 @@ void play(Run& run, double) {
     recordNine(host, 0.0, 0);
     for (const double load : loads) {
         recordNine(host, load, 1);
-        double mass = NAN, xyz[3] = {NAN, NAN, NAN};
+        double mass = kNoNumber, xyz[3] = {kNoNumber, kNoNumber, kNoNumber};
         if (zvmcComEndLoadMain(&mass, xyz) != 0) host.unserved++;
         const auto [x, y] = centerOf(xyz);
         const Vec3& center = run.simulation->options().loadCenter;

@@ -50,11 +50,11 @@ const Group kMass = {"load_kg", "Load in use", "kg", massInUse, {"weighed", "tru
 double larger(double a, double b) { return std::isnan(a) || std::fabs(b) <= a ? a : std::fabs(b); }
 
 struct Found {
-    double results = 0.0;    // steps that gave one
-    double most = 0.0;       // %, largest error of the mass after the first result
-    double center = 0.0;     // mm, off, of the last five samples
-    double unserved = 0.0;   // moves that were not planned or not over in their time
-    double persisted = NAN;  // kg
+    double results = 0.0;          // steps that gave one
+    double most = 0.0;             // %, largest error of the mass after the first result
+    double center = 0.0;           // mm, off, of the last five samples
+    double unserved = 0.0;         // moves that were not planned or not over in their time
+    double persisted = kNoNumber;  // kg
 };
 
 class Guiding {

@@ -70,11 +70,12 @@ void handOver(Run& run) {
 
 void push(Run& run) {
     Simulation& simulation = *run.simulation;
-    const auto [way, lever] = across(simulation);
-    const double limit = kJointShare * simulation.plant().jointTorque({1000, 0, 0, 0, 0, 0})[0] / lever;  // N
+    const Across hold = across(simulation);
+    const double limit =
+        kJointShare * simulation.plant().jointTorque({1000, 0, 0, 0, 0, 0})[0] / hold.lever;  // N
 
     double drags = 0.0;
-    Hand light(HandWrench{[&](double) { return Wrench{array(kLightShare * limit * way), {}}; }});
+    Hand light(HandWrench{[&](double) { return Wrench{array(kLightShare * limit * hold.way), {}}; }});
     simulation.plant().setToolForces({light.force()});
     run.mark("light push");
     for (long n = std::lround(kLightTime * 1000.0); n > 0; n--) {
@@ -86,7 +87,7 @@ void push(Run& run) {
 
     const double from = simulation.plant().tool().time;
     Hand hand(HandWrench{[&](double time) {
-        return Wrench{array(limit * (time - from) / kRampTime * way), {}};
+        return Wrench{array(limit * (time - from) / kRampTime * hold.way), {}};
     }});
     simulation.plant().setToolForces({hand.force()});
     run.mark("push");

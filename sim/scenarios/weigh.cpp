@@ -150,8 +150,8 @@ void calibrate(Run& run, Findings& found) {
         moveTo(run, goal, found);
         serve(zvmcSaveSensorDataFlag(++number));
     }
-    double mass = NAN;
-    Vec3 center = {NAN, NAN, NAN};
+    double mass = kNoNumber;
+    Vec3 center = {kNoNumber, kNoNumber, kNoNumber};
     serve(zvmcSensorComload(&mass, center.data()));
     forceSensorSaveLoadCoord();
     float place[6] = {};

@@ -1,6 +1,7 @@
 // How far an acceleration step widens the collision limits, over the time since it.
 #include <array>
 #include <cmath>
+#include <cstddef>
 
 #include "collision/speed_scale.h"
 #include "model/type_table.h"
@@ -41,7 +42,7 @@ int dynamicCurrentCollisionLimit(int time, double* limit) {
     newCollisionRatio(jRatio);
     const PerJoint& typeScale = byType(kTypeScale, kTypeScaleOther, mcb.robotType);
     const double c = curve(time);
-    for (int i = 0; i < 6; i++) {
+    for (std::size_t i = 0; i < 6; i++) {
         const double jointScale = static_cast<double>(jRatio[i]) / static_cast<double>(jRatio[1]);
         limit[i] =
             c * speedScale(static_cast<double>(mpb.collisionLevel[i]), 1.0) * jointScale * typeScale[i];

@@ -49,7 +49,7 @@ BlockInput<Real> blockInput(const double* joint_pos, const std::array<double, 6>
                             const JNTS& acceleration, const EX_LOAD& exLoad) {
     // The load is a point mass: its own inertia stays zero.
     BlockInput<Real> in = {};
-    for (int i = 0; i < 6; i++) {
+    for (std::size_t i = 0; i < 6; i++) {
         in.angle[i] = static_cast<Real>(joint_pos[i] - zeroOffsetDeg[i]);
         in.velocity[i] = static_cast<Real>(mpb.jCvel.v[i] * 1000.0);
         in.acceleration[i] = static_cast<Real>(acceleration.v[i] * 1000.0 * 1000.0);
@@ -188,7 +188,7 @@ struct GeneralSets {
     TypeRow<SinglePrecisionSet> rows[std::size(kDynamicsSets)];
     SinglePrecisionSet other;
 };
-constexpr GeneralSets kGeneralSets = [] {
+constexpr GeneralSets generalSets() {
     GeneralSets sets = {{}, singlePrecision(*kFallbackSet)};
     for (std::size_t i = 0; i < std::size(kDynamicsSets); i++) {
         const auto& [first, last, set] = kDynamicsSets[i];
@@ -197,7 +197,8 @@ constexpr GeneralSets kGeneralSets = [] {
             sets.rows[i].value = singlePrecision(*set);
     }
     return sets;
-}();
+}
+constexpr GeneralSets kGeneralSets = generalSets();
 
 }  // namespace
 

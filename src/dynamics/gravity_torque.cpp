@@ -1,6 +1,7 @@
 // Gravity torque: the closed form for any mounting, and the choice between it and the host's tables.
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 #include "dynamics/mounting.h"
 #include "model/arm_shape.h"
@@ -93,7 +94,7 @@ int zvmcGravityTorque(JNTS* q, EX_LOAD* exload, JNTS* gtorque) {
     const std::array<double, 3> gravity = gravityInBase();
     const std::array<double, 6>& zero = jointZeroOffsetDeg(mcb.robotType);
     double jointAngle[6];
-    for (int i = 0; i < 6; i++) jointAngle[i] = q->v[i] - zero[i];
+    for (std::size_t i = 0; i < 6; i++) jointAngle[i] = q->v[i] - zero[i];
 
     const double load[10] = {exload->mass, exload->cmc.x, exload->cmc.y, exload->cmc.z};
     zvmcInvGravity(set->paramSDH, set->inparaM, set->inparaC, load, gravity.data(), jointAngle, gtorque->v);

@@ -49,11 +49,11 @@ Matrix<columns, rows> transposed(const Matrix<rows, columns>& a) {
     return result;
 }
 
-constexpr float kSampleTime = 0.001F;       // s
-constexpr double kStep = kSampleTime;       // not 0.001 to the last bit, on purpose
-constexpr float kContactDamping = 2e5F;     // be, N s/m
-constexpr float kFarthestContact = 0.5F;    // m
-constexpr float kSmallestStiffness = 0.5F;  // N/m; below it counts as no contact
+constexpr float kSampleTime = 0.001F;                       // s
+constexpr double kStep = static_cast<double>(kSampleTime);  // not 0.001 to the last bit, on purpose
+constexpr float kContactDamping = 2e5F;                     // be, N s/m
+constexpr float kFarthestContact = 0.5F;                    // m
+constexpr float kSmallestStiffness = 0.5F;                  // N/m; below it counts as no contact
 
 struct EnvironmentFilter {
     double xn_pre[3];  // state: m, N/m, N

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 
 #include "friction/friction_curve.h"
 #include "model/type_table.h"
@@ -93,10 +94,11 @@ int frictionCompensation(JNTS* jvel, double* value) {
             std::fill_n(value, joints, 0.0);
             return 0;
         }
-        if (degPerSecond > velmax[i])
-            jointv[i] = velmax[i] / 1000;
-        else if (degPerSecond < -velmax[i])
-            jointv[i] = -velmax[i] / 1000;
+        const double limit = velmax[static_cast<std::size_t>(i)];
+        if (degPerSecond > limit)
+            jointv[i] = limit / 1000;
+        else if (degPerSecond < -limit)
+            jointv[i] = -limit / 1000;
         else
             jointv[i] = jvel->v[i];
     }
@@ -117,7 +119,7 @@ int frictionCompensation(JNTS* jvel, double* value) {
         return 0;
     }
     const GuidingShare& guidingShare = byType(kGuidingShare, kGuidingShareOther, mcb.robotType);
-    for (int i = 0; i < joints; i++) value[i] = friction[i] * guidingShare.share[i];
+    for (int i = 0; i < joints; i++) value[i] = friction[i] * guidingShare.share[static_cast<std::size_t>(i)];
     if (guidingShare.joint3Always) value[2] = friction[2] * guidingShare.share[2];
     return 0;
 }

@@ -101,7 +101,7 @@ double mean(int number, Value value) {
 
 void formWeight() {
     LOAD_IDENTIFY& run = mcb.loadIdentify;
-    run.weightResult = mean(run.weightTotalNum, [&run](int i) { return run.weightTemp[i]; });
+    run.weightResult = mean(run.weightTotalNum, [](int i) { return mcb.loadIdentify.weightTemp[i]; });
     if (run.weightResult < kLight) run.weightResult -= kLightCorrection;
     run.weightIdentifyResult = 1;
     run.weightTotalNum = 0;
@@ -113,7 +113,7 @@ void formCoord() {
     LOAD_IDENTIFY& run = mcb.loadIdentify;
     ScriptedRun& s = scriptedRun;
     const double weight = run.weightResult * kGravity;  // N
-    run.coordResult.z = mean(run.coordTotalNum, [&run](int i) { return run.coordTemp[i].z; });
+    run.coordResult.z = mean(run.coordTotalNum, [](int i) { return mcb.loadIdentify.coordTemp[i].z; });
     const double r = (s.diffTorqueXY - weight * run.coordResult.z / 1000.0) * 1000.0 / weight;
     run.coordResult.x = -r * std::sin(s.j6ValueXY);  // of degrees taken for radians, on purpose
     run.coordResult.y = -r * std::cos(s.j6ValueXY);

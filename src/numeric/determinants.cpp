@@ -22,7 +22,7 @@ double leadingDeterminant(const double* mat, int rowWidth, int n) {
     for (unsigned set = 1; set <= all; set++) {
         const int size = sizes[set] = sizes[set & (set - 1)] + 1;
         const double* row = mat + (n - size) * rowWidth;
-        const int left = std::countr_zero(set), right = std::bit_width(set) - 1;
+        const int left = std::countr_zero(set), right = static_cast<int>(std::bit_width(set)) - 1;
         if (size == 1) {
             minor[set] = row[left];
         } else if (size == 2) {
@@ -30,9 +30,10 @@ double leadingDeterminant(const double* mat, int rowWidth, int n) {
             minor[set] = row[left] * below[right] - row[right] * below[left];
         } else {
             double sum = 0.0, sign = 1.0;
-            for (unsigned rest = set; rest != 0; rest &= rest - 1, sign = -sign) {
+            for (unsigned rest = set; rest != 0; rest &= rest - 1) {
                 const int column = std::countr_zero(rest);
                 sum += sign * row[column] * minor[set ^ (1U << column)];
+                sign = -sign;
             }
             minor[set] = sum;
         }

@@ -143,7 +143,9 @@ int tmcPosAddTrsfToRCS(CARTPOS_FORCE posAdd, CARTPOS_FORCE* posGoal) {
     ROBPOS robot = {};
     EXAXISPOS axes = {};
     tmcGetRobotPos(&robot, &axes);
-    const double add[6] = {posAdd.x, posAdd.y, posAdd.z, posAdd.a, posAdd.b, posAdd.c};
+    const float given[6] = {posAdd.x, posAdd.y, posAdd.z, posAdd.a, posAdd.b, posAdd.c};
+    double add[6];
+    for (int i = 0; i < 6; i++) add[i] = static_cast<double>(given[i]);
 
     double goal[6] = {robot.a1, robot.a2, robot.a3, robot.a4, robot.a5, robot.a6};
     if (mcb.forceControl.forceSensorRcs == EndFrame) {

@@ -129,7 +129,7 @@ TEST(Normal, SettlesAtTheAngleOfTheContactAndKeepsANonNumber) {
     for (const auto& [mx, my, mz, x, z, angle] : rows) {
         mcb.forceControl.forceOriginEnd = {7, 8, 9, mx, my, mz};
         mpb.TOOL.p = {x, 0, z};
-        double theta, tangential;
+        double theta = kNan, tangential = kNan;
         for (int n = 0; n < 4000; n++) zvmcFTNormal_estimation(&theta, &tangential);
         EXPECT_TRUE(near(theta, angle * 1.034322828, 1e-6)) << angle << ": " << theta;
         EXPECT_NEAR(tangential, mz / 0.1, 1e-9);

@@ -203,8 +203,9 @@ TEST(NinePoints, KeepTheWrenchBehindTheTorques) {
                 {{1001, 1100}, {-0.7, -0.536, 0.215, 0.166, 0.138, 0.12}},
                 {{INT_MIN, 0, 101, 200, 501, 1000, 1101}, {B[0], B[1], B[2], B[3], B[4], B[5]}}};
     Random random;
-    for (const auto& [types, lengths] : rows) {
-        for (const int type : types) {
+    for (const auto& row : rows) {
+        const auto& lengths = row.lengths;
+        for (const int type : row.types) {
             fixture::start(type);
             const Wrench bare = random.wrench(50), loaded = random.wrench(50);
             const double q[6] = {20, -71, 100, -3, 1.2, 40};  // a number of degrees that is taken for radians

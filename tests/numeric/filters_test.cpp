@@ -248,13 +248,14 @@ TEST(LowPass, FollowsAStepInEachChannelAndClearsNothingBehindIt) {
 
 TEST(FilterReset, ClearsWhatItsTwoConditionsNameAndNothingElse) {
     fixture::start(101);
-    auto& [filt, filt1, filt2, filt3, filt4, filt5, filt6, lowpass] = armFilters;
+    ArmFilters& a = armFilters;
     for (int running : {0, 1, -1})
         for (int model : {0, 1, 2, 3}) {
             std::string got;
             const auto each = [&](auto&& f) {
-                f(filt), f(filt1), f(cpd.compedence_index), f(cpd.initpos), f(filt2), f(filt3), f(filt4);
-                f(filt5), f(filt6), f(lowpass), f(forceFilters), f(solveX.X), f(solveX.flag1);
+                f(a.filt), f(a.filt1), f(cpd.compedence_index), f(cpd.initpos), f(a.filt2), f(a.filt3),
+                    f(a.filt4);
+                f(a.filt5), f(a.filt6), f(a.lowpass), f(forceFilters), f(solveX.X), f(solveX.flag1);
             };
             each([](auto& record) { std::memset(static_cast<void*>(&record), 0x5a, sizeof record); });
             solveX.flag = running;

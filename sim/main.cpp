@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "sim/report.h"
+#include "sim/report_index.h"
 #include "sim/scenario.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 
@@ -135,6 +136,7 @@ bool runOne(const Scenario& scenario, const Arguments& arguments) {
     std::filesystem::create_directories(arguments.out);
     writeCsv(run.recording, data);
     writeReport(scenario, run, page);
+    writeSummary(scenario, run, arguments.out / fmt::format("{}.json", scenario.name));
 
     fmt::print("{}: {}\n", scenario.name, scenario.sentence);
     for (const Verdict& v : run.verdicts) {
@@ -181,6 +183,8 @@ int main(int argc, char** argv) {
                 fmt::print("{}: left out, its torque model knows no arm of this type\n", scenario->name);
             }
         }
+        writeIndex(arguments.out);
+        fmt::print("all runs of the folder {}\n", (arguments.out / "index.html").string());
         return passed ? kPass : kFail;
     } catch (const std::exception& error) {
         fmt::print(stderr, "tarnsim: {}\n", error.what());

@@ -75,6 +75,20 @@ tr.warn .kind { color: var(--warn); } tr.error .kind, tr.fatal .kind { color: va
 @media print { .tools { display: none; } #log { max-height: none; } }
 )css";
 
+const char* const kIndexStyle = R"css(
+.index { max-width: 1240px; }
+.cards { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(100%, 22em), 1fr)); gap: 1em; }
+article { background: var(--panel); border: 1px solid var(--rule); border-radius: 8px; padding: 0.8em 1em; }
+article.fails { border-color: var(--bad); }
+article a { text-decoration: none; } article h2 { margin: 0.4em 0 0; }
+article p { margin: 0.3em 0; } article ul { margin: 0.3em 0; padding: 0; list-style: none; font-size: 13px; }
+article svg { width: 100%; display: block; }
+article .settings { color: var(--soft); font-size: 13px; }
+article .line, .way, .zero { fill: none; } article .line { stroke-width: 1; } .zero { stroke: var(--rule); }
+.way { stroke: var(--j4); } article .arm { stroke-width: 4; } .pale { opacity: 0.25; }
+article .base { fill: var(--soft); stroke: none; } article text { fill: var(--soft); font-size: 10px; }
+)css";
+
 const char* const kPageScript = R"js(
 "use strict";
 (() => {

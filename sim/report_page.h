@@ -6,5 +6,6 @@ namespace tarn::sim {
 
 extern const char* const kPageStyle;
 extern const char* const kPageScript;
+extern const char* const kIndexStyle;  // on top, of the index over the runs
 
 }  // namespace tarn::sim

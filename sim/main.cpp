@@ -4,15 +4,18 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
+#include "sim/arguments.h"
+#include "sim/parallel.h"
 #include "sim/report.h"
 #include "sim/report_index.h"
 #include "sim/scenario.h"
-#include "tarnmotioncontrol/tmcmotionparamblock.h"
 
 using namespace tarn::sim;
 
@@ -30,35 +33,15 @@ struct Arguments {
     std::vector<double> pose;
     std::vector<double> loadCenter;
     double seconds = 0.0;
+    int workers = processors();
     RunOptions options;
 };
-
-// Numbers within bounds, ends included. Unlike the parser's own check it also refuses what is not a number.
-CLI::Validator within(double low, double high) {
-    const auto check = [low, high](const std::string& text) -> std::string {
-        double value = 0.0;
-        if (CLI::detail::lexical_cast(text, value) && low <= value && value <= high) return {};
-        return fmt::format("{} is not a number from {:g} to {:g}", text, low, high);
-    };
-    return {check, fmt::format("{:g} to {:g}", low, high)};
-}
-
-CLI::Validator knownArm() {
-    const auto check = [](const std::string& text) -> std::string {
-        int type = 0;
-        if (CLI::detail::lexical_cast(text, type) && 0 <= type && type <= MAXROBOTTYPENUM &&
-            (armOf(type, GravityOnly) != nullptr || armOf(type, FullDynamics) != nullptr)) {
-            return {};
-        }
-        return fmt::format("{} is not a robot type with a torque model", text);
-    };
-    return {check, "robot type"};
-}
 
 void addRunOptions(CLI::App& run, Arguments& arguments) {
     RunOptions& options = arguments.options;
     run.add_option("scenario", arguments.scenario, "Name of the scenario, see 'tarnsim list'");
     run.add_flag("--all", arguments.all, "Run every scenario");
+    addJobs(run, arguments.workers);
     run.add_option("--robot-type", options.robotType, "Robot type code")
         ->check(knownArm())
         ->capture_default_str();
@@ -119,17 +102,12 @@ std::string complete(Arguments& arguments, const CLI::App& run) {
     return {};
 }
 
-bool runOne(const Scenario& scenario, const Arguments& arguments) {
+bool runOne(const Scenario& scenario, const Arguments& arguments, const Progress& progress) {
     Run run;
     run.options = arguments.options;
-    const bool terminal = isatty(STDERR_FILENO) == 1;
-    if (terminal) {
-        run.progress = [&scenario](double seconds) {
-            fmt::print(stderr, "\r{}: {:.1f} s", scenario.name, seconds);
-        };
-    }
+    run.progress = progress;
     play(scenario, run);
-    if (terminal) fmt::print(stderr, "\r\033[K");
+    if (progress && isatty(STDERR_FILENO) == 1) fmt::print(stderr, "\r\033[K");
 
     const std::filesystem::path page = arguments.out / fmt::format("{}.html", scenario.name);
     const std::filesystem::path data = arguments.out / fmt::format("{}.csv", scenario.name);
@@ -147,6 +125,61 @@ bool runOne(const Scenario& scenario, const Arguments& arguments) {
     fmt::print("{}: {}\n  page {}\n  data {}\n", scenario.name, run.passed() ? "pass" : "FAIL", page.string(),
                data.string());
     return run.passed();
+}
+
+// A run that crashed leaves a page that says so, in place of an older one.
+void tellCrash(const Scenario& scenario, const Arguments& arguments, const JobEnd& end) {
+    Run run;
+    run.options = arguments.options;
+    run.log.emplace_back(0.0, "fatal", fmt::format("The process of the run ended with {}.", end.reason));
+    if (!end.printed.empty()) run.log.emplace_back(0.0, "info", end.printed);
+    run.atMost("Crashes of the run", 1.0, 0.0, "");
+    std::filesystem::create_directories(arguments.out);
+    writeCsv(run.recording, arguments.out / fmt::format("{}.csv", scenario.name));
+    writeReport(scenario, run, arguments.out / fmt::format("{}.html", scenario.name));
+    writeSummary(scenario, run, arguments.out / fmt::format("{}.json", scenario.name));
+}
+
+// All scenarios side by side, printed in their order.
+bool runAll(const Arguments& arguments) {
+    std::vector<const Scenario*> played;
+    std::vector<Job> jobs;
+    for (const Scenario* scenario : scenarios()) {
+        if (!knowsArm(*scenario, arguments.options.robotType)) {
+            fmt::print("{}: left out, its torque model knows no arm of this type\n", scenario->name);
+            continue;
+        }
+        played.push_back(scenario);
+        jobs.push_back({scenario->name, scenario->seconds, [scenario, &arguments](const Progress& progress) {
+                            return std::string(runOne(*scenario, arguments, progress) ? "pass" : "FAIL");
+                        }});
+    }
+    bool passed = true;
+    std::map<std::size_t, std::string> printed;  // ahead of their turn
+    std::size_t turn = 0;
+    const int stopped = runJobs(jobs, arguments.workers, [&](std::size_t job, const JobEnd& end) {
+        std::string& text = printed[job] = end.printed;
+        if (!end.finished) {
+            tellCrash(*played[job], arguments, end);
+            text += fmt::format("{}: FAIL, its process ended with {}\n", jobs[job].name, end.reason);
+        }
+        passed &= end.result == "pass";
+        for (; printed.contains(turn); printed.erase(turn++)) fmt::print("{}", printed[turn]);
+        std::fflush(stdout);
+        return end.finished ? end.result : "crash, " + end.reason;
+    });
+    if (stopped != 0) std::raise(stopped);
+    return passed;
+}
+
+bool runOneHere(const Scenario& scenario, const Arguments& arguments) {
+    Progress progress;
+    if (isatty(STDERR_FILENO) == 1) {
+        progress = [&scenario](double seconds) {
+            fmt::print(stderr, "\r{}: {:.1f} s", scenario.name, seconds);
+        };
+    }
+    return runOne(scenario, arguments, progress);
 }
 
 }  // namespace
@@ -174,15 +207,8 @@ int main(int argc, char** argv) {
         return kUsage;
     }
     try {
-        bool passed = true;
-        for (const Scenario* scenario : scenarios()) {
-            if (!arguments.all && arguments.scenario != scenario->name) continue;
-            if (knowsArm(*scenario, arguments.options.robotType)) {
-                passed &= runOne(*scenario, arguments);
-            } else {
-                fmt::print("{}: left out, its torque model knows no arm of this type\n", scenario->name);
-            }
-        }
+        const bool passed =
+            arguments.all ? runAll(arguments) : runOneHere(*findScenario(arguments.scenario), arguments);
         writeIndex(arguments.out);
         fmt::print("all runs of the folder {}\n", (arguments.out / "index.html").string());
         return passed ? kPass : kFail;

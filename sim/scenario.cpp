@@ -144,6 +144,11 @@ void Run::atMost(const std::string& name, double value, double limit, const std:
 
 void Run::tell(const std::string& name, double value, const std::string& unit) {
     findings.emplace_back(name, fmt::format("{:.4g} {}", value, unit));
+    figure(name, std::nan(""), value, unit);
+}
+
+void Run::figure(const std::string& name, double at, double value, const std::string& unit) {
+    figures.push_back({name, at, value, unit});
 }
 
 bool Run::passed() const {

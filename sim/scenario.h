@@ -43,6 +43,14 @@ struct Verdict {
     bool pass;
 };
 
+// A number worth telling, for tables over many runs. One of a curve has its place on the curve in `at`.
+struct Figure {
+    std::string name;
+    double at;  // not a number: the only one of this name
+    double value;
+    std::string unit;
+};
+
 struct Event {
     double time;  // s
     std::string word;
@@ -72,6 +80,7 @@ struct Run {
     std::vector<LogLine> log;
     std::vector<std::pair<std::string, std::string>> settings;
     std::vector<std::pair<std::string, std::string>> findings;  // worth telling, without a limit
+    std::vector<Figure> figures;                                // of them the numbers, and finer ones
 
     // A second start puts another arm in the place of the first; the clock and the recording go on.
     Simulation& start(SimulationOptions setup);
@@ -80,6 +89,7 @@ struct Run {
     void mark(const std::string& word);
     void atMost(const std::string& name, double value, double limit, const std::string& unit);
     void tell(const std::string& name, double value, const std::string& unit);
+    void figure(const std::string& name, double at, double value, const std::string& unit);
     bool passed() const;
 };
 

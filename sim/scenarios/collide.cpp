@@ -202,6 +202,14 @@ void play(Run& run, double) {
             ends += fmt::format("{}{:.0f}", comma, e.left);
         }
         const char* name = obstacle == Obstacle::Wall ? "Wall" : "Hand";
+        const double percent = 100.0 * speed;
+        run.figure(fmt::format("{}: speed at the touch, by % of speed", name), percent, of[0].speed, "mm/s");
+        run.figure(fmt::format("{}: time to the detection, by % of speed", name), percent,
+                   of[0].delay < 0.0 ? std::nan("") : of[0].delay, "ms");
+        run.figure(fmt::format("{}: force at the detection, by % of speed", name), percent, of[0].found, "N");
+        for (int reaction = 0; reaction < kReactions; reaction++)
+            run.figure(fmt::format("{}: largest force at {:g} % of speed, by reaction", name, percent),
+                       reaction, of[reaction].peak, "N");
         run.findings.emplace_back(
             fmt::format("{} met at {:.0f} mm/s", name, of[0].speed),
             fmt::format(
@@ -219,6 +227,7 @@ void play(Run& run, double) {
     for (std::size_t n = 0; n < pushes.size(); n++) {
         if (std::isnan(pushes[n])) unfound++;
         if (n > 0 && !(pushes[n] > pushes[n - 1])) unordered++;
+        run.figure("Smallest push found, by level", static_cast<double>(n + 1), pushes[n], "N");
     }
     run.findings.emplace_back("Smallest push found by level 1 to 10",
                               fmt::format("{:.0f} N", fmt::join(pushes, ", ")));

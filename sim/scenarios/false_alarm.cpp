@@ -181,6 +181,10 @@ void play(Run& run, double seconds) {
         const Outcome outcome = Wanderer(run, seconds).wander();
         run.atMost(fmt::format("False alarms {}", c.word), outcome.alarms, 0.0, "");
         run.atMost(fmt::format("Moves not planned or not over, {}", c.word), outcome.unserved, 0.0, "");
+        for (std::size_t i = 0; i < outcome.most.size(); i++)
+            run.figure(fmt::format("Lasting deviation {}, by joint", c.word), static_cast<double>(i + 1),
+                       outcome.most[i], "of the band");
+        run.figure(fmt::format("Moves {}", c.word), std::nan(""), outcome.moves, "");
         run.findings.emplace_back(fmt::format("Lasting deviation {}", c.word),
                                   fmt::format("{:.2f} of the band by joint ({:.0f} moves)",
                                               fmt::join(outcome.most, ", "), outcome.moves));

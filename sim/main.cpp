@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "sim/arguments.h"
+#include "sim/export_command.h"
 #include "sim/parallel.h"
 #include "sim/report.h"
 #include "sim/report_index.h"
@@ -191,6 +192,9 @@ int main(int argc, char** argv) {
     CLI::App* run = app.add_subcommand("run", "Run scenarios");
     Arguments arguments;
     addRunOptions(*run, arguments);
+    CLI::App* toExport = app.add_subcommand("export-model", "Write an arm for other programs");
+    ExportOptions exportOptions;
+    addExportOptions(*toExport, exportOptions);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -202,6 +206,7 @@ int main(int argc, char** argv) {
             fmt::print("{:<14} {}\n", scenario->name, scenario->sentence);
         return kPass;
     }
+    if (toExport->parsed()) return exportModel(exportOptions) ? kPass : kUsage;
     if (const std::string complaint = complete(arguments, *run); !complaint.empty()) {
         fmt::print(stderr, "tarnsim: {}\n\n{}", complaint, run->help());
         return kUsage;

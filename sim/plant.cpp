@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <mujoco/mujoco.h>
 
-#include <Eigen/Eigenvalues>
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
@@ -11,6 +10,8 @@
 #include <numbers>
 
 #include "model/arm_shape.h"
+#include "sim/arm_model.h"
+#include "sim/model_text.h"
 #include "sim/vectors.h"
 
 namespace tarn::sim {
@@ -33,61 +34,44 @@ void onWarning(const char* text) {
 // The engine ends the process if this returns.
 void onError(const char* text) { throw PlantError(fmt::format("physics engine: {}", text)); }
 
+// Room for every bit of a double.
+constexpr int kDigits = 17;
+
 std::string numbers(std::initializer_list<double> values) {
     std::string text;
-    for (const double value : values) text += fmt::format("{}{:.17g}", text.empty() ? "" : " ", value);
+    for (const double value : values)
+        text += fmt::format("{}{:.{}g}", text.empty() ? "" : " ", value, kDigits);
     return text;
 }
-
-Eigen::Quaterniond turnAboutX(double degrees) {
-    return Eigen::Quaterniond(Eigen::AngleAxisd(degrees * kRadian, Eigen::Vector3d::UnitX()));
-}
-
-// A joint of the engine turns about an axis of its own body. So body k is frame k-1 turned by joint k, and
-// the link's frame k, in which its center and tensor are told, stands in it at (a, 0, d) turned by alpha
-// about x.
-Eigen::Vector3d linkOrigin(const DhLink& link) { return {link.a * kMm, 0.0, link.d * kMm}; }
 
 std::string quaternionText(const Eigen::Quaterniond& q) { return numbers({q.w(), q.x(), q.y(), q.z()}); }
 
 std::string vectorText(const Eigen::Vector3d& v) { return numbers({v.x(), v.y(), v.z()}); }
 
 // The arm as text for the engine. The tensors in it are place holders: the engine refuses some of the true
-// ones and loses digits in decomposing the others, so those are written into the loaded model afterwards. The
-// turned axes of the place holder keep the engine from marking a body's inertial frame as equal to the
-// body's.
-std::string modelText(const PlantOptions& options, const std::array<DhLink, 6>& links) {
-    std::string text = fmt::format(
+// ones, so those are written into the loaded model afterwards. The turned axes of the place holder keep the
+// engine from marking a body's inertial frame as equal to the body's.
+std::string modelText(const PlantOptions& options, const ArmLinks& links) {
+    const auto inertial = [](const Eigen::Vector3d& center, double mass) {
+        return fmt::format(
+            "<inertial pos=\"{}\" quat=\"0.8 0.6 0 0\" mass=\"{:.17g}\" diaginertia=\"1 1 1\"/>",
+            vectorText(center), mass);
+    };
+    const std::string tool =
+        fmt::format("<body name=\"tool\" {}>{}<site name=\"sensor\" pos=\"{}\" quat=\"{}\"/></body>",
+                    endPlace(links[5], kDigits), inertial(vector(options.loadCenter) * kMm, options.loadMass),
+                    vectorText(vector(options.sensorInEnd.origin) * kMm),
+                    quaternionText(Eigen::Quaterniond(rotation(options.sensorInEnd)).normalized()));
+    const auto inside = [&](std::size_t i) { return inertial(links[i].center, links[i].mass); };
+    return fmt::format(
         "<mujoco model=\"{}\">"
         "<compiler angle=\"radian\" inertiafromgeom=\"false\"/>"
         "<option timestep=\"{:.17g}\" gravity=\"{}\" integrator=\"Euler\">"
-        "<flag contact=\"disable\" energy=\"enable\"/></option><worldbody>",
+        "<flag contact=\"disable\" energy=\"enable\"/></option><worldbody>{}</worldbody>"
+        "<sensor><force site=\"sensor\"/><torque site=\"sensor\"/></sensor></mujoco>",
         options.set.name, kCycle / options.substeps,
-        numbers({options.gravity[0], options.gravity[1], options.gravity[2]}));
-    Eigen::Vector3d place = Eigen::Vector3d::Zero();
-    Eigen::Quaterniond turn = Eigen::Quaterniond::Identity();
-    for (std::size_t i = 0; i < 6; i++) {
-        const double* c = options.set.inparaC + 3 * i;
-        const Eigen::Quaterniond twist = turnAboutX(links[i].alphaDeg);
-        const Eigen::Vector3d center = linkOrigin(links[i]) + twist * Eigen::Vector3d(c[0], c[1], c[2]) * kMm;
-        text += fmt::format(
-            "<body name=\"link{0}\" pos=\"{1}\" quat=\"{2}\">"
-            "<inertial pos=\"{3}\" quat=\"0.8 0.6 0 0\" mass=\"{4:.17g}\" diaginertia=\"1 1 1\"/>"
-            "<joint name=\"joint{0}\" axis=\"0 0 1\" armature=\"{5:.17g}\"/>",
-            i + 1, vectorText(place), quaternionText(turn), vectorText(center),
-            options.massScale * options.set.inparaM[i], options.set.inparaIj[i] * kKgMm2);
-        place = linkOrigin(links[i]);
-        turn = twist;
-    }
-    text += fmt::format(
-        "<body name=\"tool\" pos=\"{}\" quat=\"{}\">"
-        "<inertial pos=\"{}\" quat=\"0.8 0.6 0 0\" mass=\"{:.17g}\" diaginertia=\"1 1 1\"/>"
-        "<site name=\"sensor\" pos=\"{}\" quat=\"{}\"/></body>",
-        vectorText(place), quaternionText(turn), vectorText(vector(options.loadCenter) * kMm),
-        options.loadMass, vectorText(vector(options.sensorInEnd.origin) * kMm),
-        quaternionText(Eigen::Quaterniond(rotation(options.sensorInEnd)).normalized()));
-    for (int i = 0; i < 6; i++) text += "</body>";
-    return text + "</worldbody><sensor><force site=\"sensor\"/><torque site=\"sensor\"/></sensor></mujoco>";
+        numbers({options.gravity[0], options.gravity[1], options.gravity[2]}),
+        mjcfBodies(links, kDigits, inside, tool));
 }
 
 mjModel* load(const std::string& text) {
@@ -106,28 +90,20 @@ mjModel* load(const std::string& text) {
     return model;
 }
 
-// Principal moments and axes of a true tensor (xx, xy, xz, yy, yz, zz; kg m^2 after the scale) in a frame
-// turned against the body's. Sums of moments need not obey the triangle rule.
-void patchTensor(mjModel* model, std::size_t body, const double t[6], double scale,
-                 const Eigen::Quaterniond& frame) {
-    Eigen::Matrix3d tensor;
-    tensor << t[0], t[1], t[2], t[1], t[3], t[4], t[2], t[4], t[5];
-    const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> principal(tensor * scale);
-    Eigen::Matrix3d axes = principal.eigenvectors();
-    if (axes.determinant() < 0.0) axes.col(2) *= -1.0;
-    const Eigen::Quaterniond turn = (frame * Eigen::Quaterniond(axes)).normalized();
+// Puts the true moments and axes of a body in place of the place holders.
+void patchTensor(mjModel* model, std::size_t body, const PrincipalInertia& inertia) {
     for (int k = 0; k < 3; k++)
-        model->body_inertia[3 * body + static_cast<std::size_t>(k)] = principal.eigenvalues()[k];
+        model->body_inertia[3 * body + static_cast<std::size_t>(k)] = inertia.moments[k];
+    const Eigen::Quaterniond& turn = inertia.axes;
     const double q[4] = {turn.w(), turn.x(), turn.y(), turn.z()};
     std::copy(std::begin(q), std::end(q), model->body_iquat + 4 * body);
 }
 
-void patchTensors(mjModel* model, const PlantOptions& options, const std::array<DhLink, 6>& links) {
-    for (std::size_t i = 0; i < 6; i++) {
-        patchTensor(model, i + 1, options.set.inparaI + 6 * i, options.inertiaScale * kKgMm2,
-                    turnAboutX(links[i].alphaDeg));
-    }
-    patchTensor(model, kToolBody, options.loadInertia.data(), kKgMm2, Eigen::Quaterniond::Identity());
+void patchTensors(mjModel* model, const PlantOptions& options, const ArmLinks& links) {
+    for (std::size_t i = 0; i < 6; i++) patchTensor(model, i + 1, principalInertia(links[i]));
+    patchTensor(
+        model, kToolBody,
+        principalInertia(symmetric(options.loadInertia.data(), kKgMm2), Eigen::Quaterniond::Identity()));
 }
 
 // Friction as a damping coefficient, N·m·s/rad: torque over velocity. In this form the engine takes it
@@ -152,10 +128,11 @@ Plant::Plant(const PlantOptions& options)
     mju_user_error = onError;
     engineMessage.clear();
 
-    const std::array<DhLink, 6> links = dhLinks(options.set);
+    const ArmLinks links = armLinks(options.set, {}, options.massScale, options.inertiaScale);
     model_.reset(load(modelText(options, links)));
     patchTensors(model_.get(), options, links);
-    for (std::size_t i = 0; i < 6; i++) options_.zeroShift[i] -= links[i].thetaOffsetDeg;
+    const std::array<DhLink, 6> rows = dhLinks(options.set);
+    for (std::size_t i = 0; i < 6; i++) options_.zeroShift[i] -= rows[i].thetaOffsetDeg;
     motion_.reset(mj_makeData(model_.get()));
     scratch_.reset(mj_makeData(model_.get()));
     mj_setConst(model_.get(), motion_.get());

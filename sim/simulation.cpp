@@ -140,7 +140,7 @@ PlantOptions switchOn(const SimulationOptions& options) {
     float rated[6];
     zvmcJointDefaultTorque(rated);
     std::copy(std::begin(rated), std::end(rated), plant.ratedTorque.begin());
-    plant.gearRatio = byType(kGears, kGearsOther, options.robotType);
+    plant.gearRatio = gearRatios(options.robotType);
     const Drives& drives = byType(kDrives, kDrivesOther, options.robotType);
     for (std::size_t i = 0; i < 6; i++) plant.friction[i] = drives.size[i]->friction;
     plant.frictionScale = options.frictionScale;
@@ -202,6 +202,8 @@ const ParameterSet* armOf(int robotType, TorqueModel model) {
     if (model == FittedRegressor && (robotType < 1 || robotType > 400 || robotType == 3)) return nullptr;
     return gravitySet(robotType);
 }
+
+Joints gearRatios(int robotType) { return byType(kGears, kGearsOther, robotType); }
 
 Simulation::Simulation(const SimulationOptions& options)
     : options_(options),

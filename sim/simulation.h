@@ -38,6 +38,8 @@ enum TorqueModel : std::uint8_t { GravityOnly = 0, FittedRegressor = 1, FullDyna
 // The arm of a robot type as a torque model knows it; nullptr: it has no torque for this type.
 const ParameterSet* armOf(int robotType, TorqueModel model);
 
+Joints gearRatios(int robotType);
+
 struct SimulationOptions {
     int robotType = 101;
     TorqueModel torqueModel = GravityOnly;  // what the library is told

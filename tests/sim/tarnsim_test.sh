@@ -40,6 +40,13 @@ expect 0 run hold-dynamics --seconds 2 --robot-type 902 --out "$folder/d"
 expect 1 run hold --seconds 2 --load 2 --load-error 1 --out "$folder/c"
 says FAIL
 [ -s "$folder/c/hold.html" ] || { echo "no page of a failed run"; failed=1; }
+for format in mjcf urdf; do
+    expect 0 export-model --robot-type 3 --format $format --out "$folder/arm.$format"
+    says 'note: Link 6 has moments'
+    grep -q 'Note: Link 6 has moments' "$folder/arm.$format" || { echo "no note in $format"; failed=1; }
+done
+expect 0 export-model --robot-type 101 --torque-model 0
+says '<mujoco model="arm_101">'
 
 expect 2
 expect 2 dance
@@ -56,4 +63,14 @@ expect 2 run hold --tilt 10 20
 expect 2 run hold --mount tilted --tilt 10
 expect 2 run hold --seconds 0
 expect 2 run hold --seconds 1 --out /dev/null/x
+expect 2 export-model
+for type in 704 -1 1501 x; do expect 2 export-model --robot-type $type; done
+expect 2 export-model --robot-type 902 --torque-model 0
+expect 2 export-model --robot-type 101 --torque-model 1
+expect 2 export-model --robot-type 101 --format stl
+expect 2 export-model --robot-type 101 --out /dev/null/x
+[ ! -e /dev/full ] || {
+    "$tarnsim" export-model --robot-type 101 >/dev/full 2>/dev/null
+    [ $? = 2 ] || { echo "a full disk goes unnoticed"; failed=1; }
+}
 exit $failed

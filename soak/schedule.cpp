@@ -1,10 +1,11 @@
 #include "soak/schedule.h"
 
-#include "collision/after_collision.h"
-
 #include <algorithm>
 #include <cmath>
 
+#include "collision/after_collision.h"
+#include "identification/parameter_solution.h"
+#include "numeric/filter_records.h"
 #include "tarnhal/thalintf.h"
 #include "tarnhost/defaults.h"
 #include "tarnhost/devices.h"
@@ -35,6 +36,19 @@ bool reactionRuns() {
            tarn::afterCollision.CollisionAfterTime > 0;
 }
 
+// Types whose torque in model 1 takes its motion from filtered positions; the others take the planned motion.
+bool motionFiltered() {
+    const int type = mcb.robotType;
+    return mcb.newTeachEnable == 1 && ((type >= 1 && type <= 100) || (type >= 201 && type <= 400));
+}
+
+// Ends an excitation run with what it has. While one is on, the reset leaves the filters and the family's
+// parameters of model 1 alone.
+void endExcitation() {
+    double none[6] = {};
+    zvmcloadidentifymain(none, mpb.j6.v, 0.0);
+}
+
 std::uint8_t digit(int value) { return static_cast<std::uint8_t>(value); }
 
 }  // namespace
@@ -58,7 +72,8 @@ std::string Schedule::place() const {
 // of measured and expected torque, anew in each cycle that the force guard fires, and it grows with the time
 // left where a command has lowered the time that it starts from. A reaction that a command puts in the place
 // of the running one takes over the time that is left, and its pose from before. The pose that lock and zone
-// pull back to is kept for as long as one of them is on, over all that moves the arm otherwise.
+// pull back to is kept for as long as one of them is on, over all that moves the arm otherwise. Torque model
+// 1 comes back with the positions filtered before it was left: the way between is a motion to its filter.
 const char* Schedule::knownExcess() const {
     if (mcb.collisionPauseFlag == 5 && mpb.state == TGEN_DRAG) return "push-back of reaction 5";
     if (mcb.collisionPauseFlag == 4 && mpb.state == TGEN_DRAG && reactionChanged_)
@@ -66,6 +81,7 @@ const char* Schedule::knownExcess() const {
     const bool pulled =
         mcb.dragLockEnable == 1 || (mcb.interfereDrag == 1 && mpb.interfereJointCubeFlag != 0);
     if (pulled && mpb.state == TGEN_DRAG) return "pull towards an old pose of lock or zone";
+    if (settling_ > 0 && motionFiltered()) return "torque model 1 taken up again without a reset";
     return nullptr;
 }
 
@@ -82,10 +98,19 @@ void Schedule::betweenCycles() {
     spoil();
     if (!calm_ && random_.oneIn(400)) command();
     clearFaults();
-    // with another torque model the filters go on from where they stopped, unless the host resets them
-    if (lastModel_ != mcb.newTeachEnable && random_.oneIn(2)) zvmcdynfiltresert();
-    lastModel_ = mcb.newTeachEnable;
+    watchModel();
     if (!reactionRuns()) reactionChanged_ = false;
+}
+
+// With another torque model the filters go on from where they stopped, unless the host resets them.
+void Schedule::watchModel() {
+    constexpr int kSettling = 2500;  // cycles until a leap has left the filter of the position
+    const bool changed = lastModel_ != mcb.newTeachEnable;
+    lastModel_ = mcb.newTeachEnable;
+    if (changed && random_.oneIn(2)) zvmcdynfiltresert();
+    if (changed && mcb.newTeachEnable == 1) settling_ = kSettling;
+    if (settling_ > 0) settling_--;
+    if (tarn::armFilters.filt.index == 0) settling_ = 0;  // they start anew
 }
 
 void Schedule::plan() {
@@ -122,7 +147,8 @@ void Schedule::startShift() {
     mpb.jointPos = mpb.jC;
     mpb.goalPos = mpb.tC;
     arm_.reset();
-    zvmcdynfiltresert();  // the arm stands elsewhere
+    endExcitation();
+    zvmcdynfiltresert();  // another arm, and elsewhere
 
     tmcSetRobotInstallPos(digit(random_.below(4)));
     if (random_.oneIn(2)) tmcSetRobotInstallAngle(random_.between(-90, 90), random_.between(-180, 180));
@@ -182,8 +208,11 @@ void Schedule::endTask() {
         tmcGetLoadWeightCoord(&identified, &weight, &center);
         tmcLoadIdentifyStartEnd(0);
     }
-    if (task_ == Excitation) Store_free();
-    if (task_ == FrictionSweep || task_ == Excitation) mpb.state = TGEN_IDLE;
+    if (task_ == Excitation) {
+        if (random_.oneIn(2)) endExcitation();
+        Store_free();
+    }
+    if (task_ == FrictionSweep || task_ == Excitation) leaveSweep();
     if (task_ == Streaming) {
         mcb.servoJTStatus = 0;
         fill(mpb.jTorque, 0);
@@ -245,6 +274,7 @@ void Schedule::startTask() {
             tmcLoadIdentifyStartEnd(1);
             break;
         case Excitation:
+            endExcitation();
             zvmcdynfiltresert();
             zvmcdynstoreresert();
             break;
@@ -408,7 +438,8 @@ void Schedule::drive() {
 }
 
 // Constant speeds one after the other, up and down; or the excitation, from a start at rest. Both within the
-// planner's acceleration.
+// planner's acceleration. The host's planner serves the requests as those of an arm at rest: a collision may
+// hand the arm over, and the sweep goes on after that.
 void Schedule::sweep() {
     constexpr double kAcceleration = 1.44e-3;  // degrees/ms^2
     constexpr double kLoop = 0.01;             // 1/ms, by which the excitation is followed
@@ -419,11 +450,17 @@ void Schedule::sweep() {
     if (time_ % (2 * kHold) == 0) sweepSpeed_ += sweepSpeed_ < 17.1 ? 0.9 : 3.6;
     if (sweepSpeed_ > 125) sweepSpeed_ = 0.45;
 
+    if (mpb.state == TGEN_SERVICE) mpb.state = TGEN_IDLE;
+    tarn::host::serveRequests();
+    if (mpb.state != TGEN_IDLE) {
+        std::fill_n(sweepVelocity_, 6, 0.0);
+        return;
+    }
     mpb.state = TGEN_SERVICE;
     mpb.interMode = JOINT;
     mpb.ci = {500, 1000};
     for (int i = 0; i < 6; i++) {
-        double& velocity = mpb.jCvel.v[i];
+        double& velocity = sweepVelocity_[i];
         const double speed = i == sweptJoint_ ? (time_ / kHold % 2 ? -0.001 : 0.001) * sweepSpeed_ : 0.0;
         const double fastest = 0.0005 * mpb.limitsJnt.maxVel.v[i];
         const double wish = task_ == Excitation
@@ -434,9 +471,20 @@ void Schedule::sweep() {
             acceleration = std::clamp(velocity + acceleration, -fastest, fastest) - velocity;
         mpb.jCacc.v[i] = mpb.jCaccRaw.v[i] = acceleration;
         velocity += acceleration;
+        mpb.jCvel.v[i] = velocity;
         mpb.jC.v[i] += velocity;
     }
     newFwdKinematics(&mpb.jC, &mpb.tC);
+}
+
+// To a stand where it is, the goal of the last motion included.
+void Schedule::leaveSweep() {
+    std::fill_n(sweepVelocity_, 6, 0.0);
+    if (mpb.state != TGEN_SERVICE) return;
+    mpb.state = TGEN_IDLE;
+    for (int i = 0; i < 6; i++) mpb.jCvel.v[i] = mpb.jCacc.v[i] = mpb.jCaccRaw.v[i] = 0.0;
+    mpb.jointPos = mpb.jC;
+    mpb.goalPos = mpb.tC;
 }
 
 // ---- what goes wrong

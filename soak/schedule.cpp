@@ -42,6 +42,17 @@ bool motionFiltered() {
     return mcb.newTeachEnable == 1 && ((type >= 1 && type <= 100) || (type >= 201 && type <= 400));
 }
 
+// How far the arm has gone since the filter of model 1 took it last, radians.
+double leapOfFilter() {
+    const filter& f = tarn::armFilters.filt;
+    double leap = 0.0;
+    for (int i = 0; f.index > 0 && i < 6; i++) {
+        const double at = mpb.j6.v[i] / 180.0 * 3.141592653589793 - f.j_pos0[i];
+        leap = std::fmax(leap, std::fabs(at - f.j_pos[f.index - 1][i]));
+    }
+    return leap;
+}
+
 // Ends an excitation run with what it has. While one is on, the reset leaves the filters and the family's
 // parameters of model 1 alone.
 void endExcitation() {
@@ -105,10 +116,11 @@ void Schedule::betweenCycles() {
 // With another torque model the filters go on from where they stopped, unless the host resets them.
 void Schedule::watchModel() {
     constexpr int kSettling = 2500;  // cycles until a leap has left the filter of the position
+    constexpr double kLeap = 0.02;   // radians, more than a joint goes in a cycle
     const bool changed = lastModel_ != mcb.newTeachEnable;
     lastModel_ = mcb.newTeachEnable;
     if (changed && random_.oneIn(2)) zvmcdynfiltresert();
-    if (changed && mcb.newTeachEnable == 1) settling_ = kSettling;
+    if (changed && mcb.newTeachEnable == 1 && leapOfFilter() > kLeap) settling_ = kSettling;
     if (settling_ > 0) settling_--;
     if (tarn::armFilters.filt.index == 0) settling_ = 0;  // they start anew
 }

@@ -255,7 +255,7 @@ TEST(FilterReset, ClearsWhatItsTwoConditionsNameAndNothingElse) {
             const auto each = [&](auto&& f) {
                 f(a.filt), f(a.filt1), f(cpd.compedence_index), f(cpd.initpos), f(a.filt2), f(a.filt3),
                     f(a.filt4);
-                f(a.filt5), f(a.filt6), f(a.lowpass), f(forceFilters), f(solveX.X), f(solveX.flag1);
+                f(a.filt5), f(a.filt6), f(a.lowpassfilter), f(forceFilters), f(solveX.X), f(solveX.flag1);
             };
             each([](auto& record) { std::memset(static_cast<void*>(&record), 0x5a, sizeof record); });
             solveX.flag = running;

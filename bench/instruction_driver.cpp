@@ -1,7 +1,9 @@
 // Makes a given number of calls of one workload, for a tool that counts instructions from outside.
 // Without arguments it lists the workloads: name, and its reference or "-".
+#include <charconv>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
+#include <system_error>
 
 #include "workloads.h"
 
@@ -18,7 +20,13 @@ int main(int argc, char** argv) {
     for (const Workload& workload : workloads()) {
         if (workload.name != argv[1]) continue;
         workload.prepare(workload.robotType);
-        const int calls = std::atoi(argv[2]);
+        int calls = 0;
+        const char* end = argv[2] + std::strlen(argv[2]);
+        const auto [rest, fault] = std::from_chars(argv[2], end, calls);
+        if (fault != std::errc() || rest != end) {
+            std::fprintf(stderr, "no number of calls: %s\n", argv[2]);
+            return 2;
+        }
         for (int i = 0; i < calls; i++) workload.call(i % kStates);
         return 0;
     }

@@ -170,6 +170,7 @@ bool flushFile(const std::string& file) {
 
 bool flushAll() {
     std::vector<std::string> files;
+    files.reserve(unwritten.size());
     for (const auto& [file, changes] : unwritten) files.push_back(file);
     return std::count_if(files.begin(), files.end(), flushFile) == std::ssize(files);
 }

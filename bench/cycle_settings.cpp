@@ -130,7 +130,8 @@ Host::Host(const Settings& settings, std::uint64_t seed) : settings_(settings), 
     std::copy_n(kBent, 6, mpb.jC.v);
     if (is(Pose) == 1)
         for (double& angle : mpb.jC.v) angle = random_.between(-150.0, 150.0);
-    if (is(Pose) == 2) mpb.jC.v[4] = random_.between(-3.0, 3.0);
+    if (is(Pose) == 2) mpb.jC.v[4] = random_.between(10.0, 15.0);
+    std::copy_n(mpb.jC.v, 6, start_);
     newFwdKinematics(&mpb.jC, &mpb.tC);
     mpb.jointPos = mpb.jC;
     mpb.goalPos = mpb.tC;
@@ -264,7 +265,15 @@ void Host::keepGoing() {
     }
     if (mpb.state == TGEN_PAUSE) host::requestState(LEAVE_PAUSE_STATE);
     if (mpb.state != TGEN_IDLE) return;
-    if (is(Drag) != 0) zvmcEndForceDragStartStopControl(1);
+    if (is(Drag) != 0 && mcb.forceControl.endforcedrag.flag == 0) {
+        // ended where the arm could not go on: back to where it can
+        if (std::equal(start_, start_ + 6, mpb.jC.v,
+                       [](double a, double b) { return std::fabs(a - b) < 0.1; }))
+            zvmcEndForceDragStartStopControl(1);
+        else
+            host::startJointMove(start_, 0.5, kLine);
+        return;
+    }
     double goal[6];
     TRSF pose = mpb.tC;
     switch (is(Motion)) {

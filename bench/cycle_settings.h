@@ -78,7 +78,8 @@ class Host {
     Settings settings_;
     soak::Random random_;
     soak::Arm arm_;
-    long time_ = 0;  // cycles
+    double start_[6] = {};  // degrees
+    long time_ = 0;         // cycles
     std::int32_t words_[6] = {};
     double torque_[6] = {};
     JNTS q_ = {};

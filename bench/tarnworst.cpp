@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -54,9 +55,12 @@ const struct {
     {"drag by force and torque", "type=103 model=2 tool=1 motion=3 friction=1 sensor=3 torquedrag=2"},
     {"drag by the sensor, wall", "type=103 tool=1 friction=1 sensor=3 drag=1 adaptive=1 wall=1"},
     {"the same at a singularity", "type=103 tool=1 friction=1 sensor=3 drag=1 adaptive=1 wall=1 pose=2"},
+    {"drag by the sensor, arm of the offset shape", "type=701 sensor=3 drag=1"},
     {"constant force along z", "type=103 tool=1 friction=1 sensor=1 press=1"},
     {"constant force on six axes, learning", "type=103 tool=1 friction=1 sensor=3 press=2 learn=1"},
-    {"the longest found", "type=103"},
+    {"the longest found",
+     "type=1 model=1 tool=1 friction=1 record=3 custom=3 detector=1 standstill=1 sensor=3 guard=1 drag=1 "
+     "adaptive=1 wall=1 press=2 learn=1 script=1 dynamicload=1 excitation=1 observer=1"},
 };
 
 constexpr int kWarmUp = 2000;  // cycles until every filter and detector has filled
@@ -297,7 +301,8 @@ void countOne(const std::string& settings, std::uint64_t seed, Counter& counter)
                 is.most.kinematics);
 }
 
-// Half of the candidates are drawn anew, half are one of the best so far with a few switches changed.
+// First the modes; then a third of the candidates is drawn anew, and the rest are one of the best so far with
+// a few switches changed.
 void search(int candidates, std::uint64_t seed, Counter& counter) {
     constexpr std::size_t kKept = 8;
     struct Candidate {
@@ -310,7 +315,9 @@ void search(int candidates, std::uint64_t seed, Counter& counter) {
     soak::Random random(seed);
     for (int n = 0; n < candidates; n++) {
         Candidate one = {};
-        if (best.size() < kKept || random.oneIn(2))
+        if (n < static_cast<int>(std::size(kModes)))
+            one.settings = settingsOf(kModes[n].settings);
+        else if (random.oneIn(3))
             one.settings = draw(random);
         else
             one.settings = altered(best[random.below(static_cast<int>(best.size()))].settings, random);

@@ -581,8 +581,8 @@ TARN_API int zvmcComputefourierAccVelPos(TMC_TIMES tTraj, unsigned long numPoint
 
 // One sample of a run, at 1 ms; does nothing while none is on. tau[6]: measured joint torques, of which
 // those of joints 4 to 6 count, in the unit that the parameters are to have. joint_pos[6]: degrees, goes
-// through the low-pass. T: duration of the run, s. The sample past it also solves and calls __wrap_free.
-// Cycle.
+// through the low-pass. T: duration of the run, s. The sample past it also solves and calls __wrap_free; with
+// a T of 0 each sample is past it, which ends a run that is given up. Cycle.
 TARN_API int zvmcloadidentifymain(double* tau, double* joint_pos, double T);
 
 // The two steps of a run: adding the sample whose differences are centered on row index, 1 to 4, of the

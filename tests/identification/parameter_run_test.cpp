@@ -192,6 +192,19 @@ TEST(ParameterRun, KeepsWhatNobodyClears) {
     feed({excitationAtMs(5), {}}, 0.002);
     EXPECT_EQ(solveX.flag, 0);
     EXPECT_EQ(solveX.X[0], 7.0);
+
+    // given up: spares the history of hand guiding, too, until a sample without a time ends it
+    zvmcdynfiltresert();
+    zvmcdynstoreresert();
+    Store_free();
+    armFilters.filt.index = 4;
+    zvmcdynfiltresert();
+    EXPECT_EQ(armFilters.filt.index, 4);
+    feed({excitationAtMs(6), {}}, 0);
+    EXPECT_EQ(solveX.flag, 0);
+    EXPECT_EQ(solveX.X[0], 7.0);
+    zvmcdynfiltresert();
+    EXPECT_EQ(armFilters.filt.index, 0);
 }
 
 TEST(Parameters, AreSelectedAndReadAsALoad) {

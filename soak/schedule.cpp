@@ -4,8 +4,6 @@
 #include <cmath>
 
 #include "collision/after_collision.h"
-#include "identification/parameter_solution.h"
-#include "numeric/filter_records.h"
 #include "tarnhal/thalintf.h"
 #include "tarnhost/defaults.h"
 #include "tarnhost/devices.h"
@@ -34,23 +32,6 @@ void fill(T (&values)[6], double value) {
 bool reactionRuns() {
     return mcb.collisionStateback != 0 || mcb.forceControl.collisionErrorState != 0 ||
            tarn::afterCollision.CollisionAfterTime > 0;
-}
-
-// Types whose torque in model 1 takes its motion from filtered positions; the others take the planned motion.
-bool motionFiltered() {
-    const int type = mcb.robotType;
-    return mcb.newTeachEnable == 1 && ((type >= 1 && type <= 100) || (type >= 201 && type <= 400));
-}
-
-// How far the arm has gone since the filter of model 1 took it last, radians.
-double leapOfFilter() {
-    const filter& f = tarn::armFilters.filt;
-    double leap = 0.0;
-    for (int i = 0; f.index > 0 && i < 6; i++) {
-        const double at = mpb.j6.v[i] / 180.0 * 3.141592653589793 - f.j_pos0[i];
-        leap = std::fmax(leap, std::fabs(at - f.j_pos[f.index - 1][i]));
-    }
-    return leap;
 }
 
 // Ends an excitation run with what it has. While one is on, the reset leaves the filters and the family's
@@ -83,8 +64,7 @@ std::string Schedule::place() const {
 // of measured and expected torque, anew in each cycle that the force guard fires, and it grows with the time
 // left where a command has lowered the time that it starts from. A reaction that a command puts in the place
 // of the running one takes over the time that is left, and its pose from before. The pose that lock and zone
-// pull back to is kept for as long as one of them is on, over all that moves the arm otherwise. Torque model
-// 1 comes back with the positions filtered before it was left: the way between is a motion to its filter.
+// pull back to is kept for as long as one of them is on, over all that moves the arm otherwise.
 const char* Schedule::knownExcess() const {
     if (mcb.collisionPauseFlag == 5 && mpb.state == TGEN_DRAG) return "push-back of reaction 5";
     if (mcb.collisionPauseFlag == 4 && mpb.state == TGEN_DRAG && reactionChanged_)
@@ -92,7 +72,6 @@ const char* Schedule::knownExcess() const {
     const bool pulled =
         mcb.dragLockEnable == 1 || (mcb.interfereDrag == 1 && mpb.interfereJointCubeFlag != 0);
     if (pulled && mpb.state == TGEN_DRAG) return "pull towards an old pose of lock or zone";
-    if (settling_ > 0 && motionFiltered()) return "torque model 1 taken up again without a reset";
     return nullptr;
 }
 
@@ -109,20 +88,10 @@ void Schedule::betweenCycles() {
     spoil();
     if (!calm_ && random_.oneIn(400)) command();
     clearFaults();
-    watchModel();
-    if (!reactionRuns()) reactionChanged_ = false;
-}
-
-// With another torque model the filters go on from where they stopped, unless the host resets them.
-void Schedule::watchModel() {
-    constexpr int kSettling = 2500;  // cycles until a leap has left the filter of the position
-    constexpr double kLeap = 0.02;   // radians, more than a joint goes in a cycle
-    const bool changed = lastModel_ != mcb.newTeachEnable;
+    // with another torque model the filters go on from where they stopped, unless the host resets them
+    if (lastModel_ != mcb.newTeachEnable && random_.oneIn(2)) zvmcdynfiltresert();
     lastModel_ = mcb.newTeachEnable;
-    if (changed && random_.oneIn(2)) zvmcdynfiltresert();
-    if (changed && mcb.newTeachEnable == 1 && leapOfFilter() > kLeap) settling_ = kSettling;
-    if (settling_ > 0) settling_--;
-    if (tarn::armFilters.filt.index == 0) settling_ = 0;  // they start anew
+    if (!reactionRuns()) reactionChanged_ = false;
 }
 
 void Schedule::plan() {

@@ -58,7 +58,6 @@ class Schedule {
     void drive();
     void sweep();
     void leaveSweep();
-    void watchModel();
     void spoil();
     void command();
     void clearFaults();
@@ -72,7 +71,6 @@ class Schedule {
     long time_ = 0;  // cycles in the task
     long taskLeft_ = 0, shiftLeft_ = 0;
     int lastModel_ = 0;
-    int settling_ = 0;              // cycles that the filter of model 1 still settles
     bool reactionChanged_ = false;  // while one was running
     int faultLeft_ = 0;             // cycles that what fails goes on failing
     int clearIn_ = 0;               // cycles until the host clears the faults, 0: none seen

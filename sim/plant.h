@@ -61,6 +61,7 @@ class Plant {
         sphere_ = sphere;
         surfaces_ = std::move(surfaces);
     }
+    const std::vector<Surface>& surfaces() const { return surfaces_; }
 
     // Advances by one cycle of 1 ms under constant currents. Throws PlantError when the motion blows up, and
     // ever after: the engine would start over from its reference pose, which must not pass for a result.

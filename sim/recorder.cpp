@@ -75,6 +75,10 @@ void Recording::add(const Simulation& simulation) {
     auto column = values.begin();
     for (const Group& group : kGroups) (column++)->push_back(group.read(simulation));
     for (const Group& group : more) (column++)->push_back(group.read(simulation));
+    toolForce.push_back(simulation.plant().toolWrench().force);
+    const std::vector<Surface>& surfaces = simulation.plant().surfaces();
+    if (scenery.empty() ? !surfaces.empty() : surfaces != scenery.back().surfaces)
+        scenery.push_back({simulation.cycleStart(), surfaces});
 }
 
 void writeCsv(const Recording& recording, const std::filesystem::path& file) {

@@ -28,10 +28,20 @@ std::span<const Group> groups();  // of every run
 
 enum GroupIndex : std::size_t { kCommanded, kMeasured, kDrift, kVelocity, kCurrent, kTorque, kGravityTorque };
 
+// The surfaces that the tool can touch from a time on, s.
+struct Scenery {
+    double time;
+    std::vector<Surface> surfaces;
+};
+
 struct Recording {
     std::vector<double> time;                 // s
     std::vector<std::vector<Joints>> values;  // by group, then by cycle
     std::vector<Group> more;                  // behind those of every run; told before the first cycle
+
+    // for the picture of the arm alone
+    std::vector<Vec3> toolForce;  // N, all that acts on the tool, base frame; by cycle
+    std::vector<Scenery> scenery;
 
     void add(const Simulation& simulation);
     std::size_t size() const { return time.size(); }

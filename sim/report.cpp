@@ -7,6 +7,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "sim/report_arm.h"
 #include "sim/report_data.h"
 #include "sim/report_page.h"
 #include "sim/report_plot.h"
@@ -15,77 +16,6 @@
 namespace tarn::sim {
 namespace {
 
-// ---- stick figure
-
-// Arm as seen in the room, from the side (x to the right, z up) and from above (x to the right, y up).
-struct View {
-    const char* title;
-    std::size_t across, up;  // room axes
-};
-constexpr View kViews[] = {{"From the side", 0, 2}, {"From above", 0, 1}};
-constexpr double kViewWidth = 480, kViewHeight = 430;
-constexpr double kMiddleX = 240, kMiddleY = 225;  // of the base
-constexpr double kFigureReach = 175;              // pixels from the base to the edge of a view
-
-void putFigure(Text& text, const Run& run) {
-    const Simulation& simulation = *run.simulation;
-    const Mount& mount = simulation.options().mount;
-    const std::vector<Joints>& angles = run.recording.values[kMeasured];
-    const std::size_t last = angles.size() - 1;
-    constexpr std::size_t kPoses = 5;
-
-    // earlier poses paler; the last one on top
-    std::array<std::array<Vec3, 7>, kPoses> poses;
-    double reach = 0.1;  // m
-    for (std::size_t n = 0; n < kPoses; n++) {
-        poses[n] = simulation.plant().frameOrigins(angles[last * n / (kPoses - 1)]);
-        for (Vec3& point : poses[n]) {
-            point = baseToRoom(mount, point);
-            for (const double x : point) reach = std::max(reach, std::fabs(x));
-        }
-    }
-    const double scale = kFigureReach / reach;  // pixels per m
-
-    const double bar = tickStep(0.0, reach, 3);
-
-    put(text, "<h2>Arm in the room</h2>\n<div class=\"views\">\n");
-    for (const View& view : kViews) {
-        const auto x = [&](const Vec3& p) { return kMiddleX + scale * p[view.across]; };
-        const auto y = [&](const Vec3& p) { return kMiddleY - scale * p[view.up]; };
-        put(text, "<svg viewBox=\"0 0 {} {}\" role=\"img\" aria-label=\"Arm seen {}\">\n", kViewWidth,
-            kViewHeight, view.title);
-        put(text, "<text x=\"{}\" y=\"22\" text-anchor=\"middle\">{}</text>\n", kMiddleX, view.title);
-        // the base plate, across the first joint's axis
-        const Vec3 foot[] = {
-            baseToRoom(mount, {-0.12 * reach, 0, 0}), baseToRoom(mount, {0.12 * reach, 0, 0}),
-            baseToRoom(mount, {0, -0.12 * reach, 0}), baseToRoom(mount, {0, 0.12 * reach, 0})};
-        for (std::size_t n = 0; n < 4; n += 2) {
-            put(text, "<line class=\"base\" x1=\"{:.1f}\" y1=\"{:.1f}\" x2=\"{:.1f}\" y2=\"{:.1f}\"/>\n",
-                x(foot[n]), y(foot[n]), x(foot[n + 1]), y(foot[n + 1]));
-        }
-        for (std::size_t n = 0; n < kPoses; n++) {
-            const double opacity = n + 1 == kPoses ? 1.0 : 0.12 + 0.08 * static_cast<double>(n);
-            put(text, "<g opacity=\"{:.2f}\"><polyline class=\"arm\" points=\"{:.1f},{:.1f}", opacity,
-                kMiddleX, kMiddleY);
-            for (const Vec3& p : poses[n]) put(text, " {:.1f},{:.1f}", x(p), y(p));
-            put(text, "\"/>");
-            for (const Vec3& p : poses[n]) {
-                put(text, "<circle class=\"joint\" cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"4\"/>", x(p), y(p));
-            }
-            put(text, "<circle class=\"flange\" cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"5\"/></g>\n", x(poses[n][6]),
-                y(poses[n][6]));
-        }
-        // a bar of round length
-        put(text,
-            "<line class=\"arm\" style=\"stroke-width: 2\" x1=\"20\" x2=\"{:.1f}\" y1=\"412\" y2=\"412\"/>",
-            20.0 + bar * scale);
-        put(text, "<text x=\"20\" y=\"404\">{:g} m</text>\n</svg>\n", bar);
-    }
-    put(text,
-        "</div>\n<p>The red dot is the flange. Earlier poses are paler; gravity points down in the side "
-        "view.</p>\n");
-}
-
 // ---- tables
 
 // U+2713 and U+2717: the verdict also where colors do not show
@@ -93,13 +23,9 @@ constexpr const char* kPassSign = "\u2713";
 constexpr const char* kFailSign = "\u2717";
 
 void putVerdicts(Text& text, const Run& run) {
-    const auto passed =
-        std::count_if(run.verdicts.begin(), run.verdicts.end(), [](const Verdict& v) { return v.pass; });
-    put(text, "<h2>Verdicts</h2>\n<p class=\"{}\">{} {}: {} of {} verdicts pass.</p>\n",
-        run.passed() ? "good" : "bad", run.passed() ? kPassSign : kFailSign, run.passed() ? "pass" : "FAIL",
-        passed, run.verdicts.size());
     put(text,
-        "<div class=\"table\">\n<table>\n<tr><th></th><th>What</th><th class=\"n\">Measured</th><th "
+        "<h2 id=\"verdicts\">Verdicts</h2>\n<div class=\"table\">\n<table>\n<tr><th></th><th>What</th><th "
+        "class=\"n\">Measured</th><th "
         "class=\"n\">At most</th>"
         "<th>Unit</th></tr>\n");
     for (const Verdict& verdict : run.verdicts) {
@@ -115,12 +41,22 @@ void putVerdicts(Text& text, const Run& run) {
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-void putPairs(Text& text, const char* title, const Pairs& pairs) {
-    put(text, "<h2>{}</h2>\n<table class=\"settings\">\n", title);
+void putPairs(Text& text, const Pairs& pairs) {
+    put(text, "<table class=\"settings\">\n");
     for (const auto& [name, value] : pairs) {
         put(text, "<tr><th>{}</th><td>{}</td></tr>\n", escaped(name), escaped(value));
     }
     put(text, "</table>\n");
+}
+
+// A long list is folded up, so that the plots do not stand pages below.
+void putFindings(Text& text, const Pairs& findings) {
+    constexpr std::size_t kMost = 12;
+    put(text, "<h2 id=\"measured\">Measured</h2>\n");
+    if (findings.size() > kMost)
+        put(text, "<details>\n<summary>{} values without a limit</summary>\n", findings.size());
+    putPairs(text, findings);
+    if (findings.size() > kMost) put(text, "</details>\n");
 }
 
 Pairs versions() {
@@ -164,7 +100,7 @@ void putRow(Text& text, const Row& row) {
 }
 
 void putRows(Text& text, const std::vector<Row>& rows) {
-    put(text, "<h2>Events and log</h2>\n");
+    put(text, "<h2 id=\"lines\">Events and log</h2>\n");
     if (rows.empty()) {
         put(text, "<p>No lines.</p>\n");
         return;
@@ -182,10 +118,10 @@ void putRows(Text& text, const std::vector<Row>& rows) {
     put(text, "</table>\n</div>\n");
 }
 
-void putPlots(Text& text, const Recording& recording, const std::vector<Row>& rows) {
-    const PlotTime time(recording);
+void putPlots(Text& text, const Recording& recording, const PlotTime& time, const std::vector<Row>& rows) {
     put(text,
-        "<h2>Over time</h2>\n<div id=\"plots\" data-low=\"{:.6g}\" data-high=\"{:.6g}\" data-digits=\"{}\"",
+        "<h2 id=\"time\">Over time</h2>\n<div id=\"plots\" data-low=\"{:.6g}\" data-high=\"{:.6g}\" "
+        "data-digits=\"{}\"",
         time.low(), time.high(), kDigits);
     put(text, " data-quantum=\"{}\" data-times=\"{}\">\n", kTimeQuantum, time.codedTimes());
     put(text, "<p class=\"hint\">Each plot shows the whole run.</p>\n");
@@ -194,33 +130,67 @@ void putPlots(Text& text, const Recording& recording, const std::vector<Row>& ro
             time.bunch());
     }
     const std::vector<Group> all = recording.allGroups();
-    for (std::size_t g = 0; g < all.size(); g++) {
+    // what the scenario plots on top of the usual is what it is about
+    for (std::size_t n = 0; n < all.size(); n++) {
+        const std::size_t g = (groups().size() + n) % all.size();
         putPlot(text, time, marksOf(rows), all[g], recording.values[g]);
     }
     put(text, "</div>\n");
 }
 
+void putHead(Text& text, const Scenario& scenario, const Run& run, const std::string& stem) {
+    const auto passed =
+        std::count_if(run.verdicts.begin(), run.verdicts.end(), [](const Verdict& v) { return v.pass; });
+    put(text, "<header>\n<nav><a href=\"index.html\">All runs</a> <span><a href=\"#verdicts\">Verdicts</a>");
+    if (!run.findings.empty()) put(text, " <a href=\"#measured\">Measured</a>");
+    if (run.recording.size() > 0) put(text, " <a href=\"#time\">Plots</a>");
+    put(text, " <a href=\"#lines\">Log</a> <a href=\"#settings\">Settings</a>");
+    put(text, " <a href=\"{}.csv\">Data</a></span></nav>\n", escaped(stem));
+    put(text, "<h1>{} <span class=\"badge {}\">{} {}: {} of {} verdicts pass.</span></h1>\n",
+        escaped(scenario.name), run.passed() ? "good" : "bad", run.passed() ? kPassSign : kFailSign,
+        run.passed() ? "pass" : "FAIL", passed, run.verdicts.size());
+    put(text, "<p>{}</p>\n<p class=\"soft\">{}</p>\n</header>\n", escaped(scenario.sentence),
+        escaped(settingsLine(run)));
+}
+
 }  // namespace
 
+std::string settingsLine(const Run& run) {
+    const RunOptions& options = run.options;
+    std::string text = fmt::format("type {}, {}", options.robotType, options.mount.name);
+    if (options.mount.code == kMounts[3].code)
+        text += fmt::format(" {:g}\u00b0 {:g}\u00b0", options.mount.yAngle, options.mount.zAngle);
+    text += options.load == 0.0 ? ", no load" : fmt::format(", load {:g} kg", options.load);
+    if (options.loadError != 0.0) text += fmt::format(" and {:g} kg unknown", options.loadError);
+    if (options.frictionScale != 1.0) text += fmt::format(", friction \u00d7 {:g}", options.frictionScale);
+    if (options.pose) text += ", own pose";
+    text += fmt::format(", seed {}", options.seed);
+    return text + fmt::format(", {:.4g} s", run.simulation == nullptr ? 0.0 : run.simulation->time());
+}
+
 void writeReport(const Scenario& scenario, const Run& run, const std::filesystem::path& file) {
+    const bool recorded = run.recording.size() > 0;
     Text text;
     put(text,
         "<!DOCTYPE html>\n<html lang=\"en\" xmlns=\"http://www.w3.org/1999/xhtml\">\n<head>\n"
         "<meta charset=\"utf-8\"/>\n<meta name=\"viewport\" content=\"width=device-width, "
         "initial-scale=1\"/>\n"
-        "<title>{0}</title>\n<style>{1}</style>\n</head>\n<body>\n<h1>{0}</h1>\n<p>{2}</p>\n",
-        escaped(scenario.name), kPageStyle, escaped(scenario.sentence));
+        "<title>{0}</title>\n<style>{1}</style>\n</head>\n<body class=\"{2}\">\n",
+        escaped(scenario.name), kPageStyle, recorded ? "run" : "");
+    putHead(text, scenario, run, file.stem().string());
+    const PlotTime time(run.recording);
+    if (recorded) putArm(text, run, time);
+    put(text, "<main>\n");
     putVerdicts(text, run);
-    if (!run.findings.empty()) putPairs(text, "Measured", run.findings);
+    if (!run.findings.empty()) putFindings(text, run.findings);
     const std::vector<Row> rows = rowsInTime(run);
-    if (run.recording.size() > 0) {
-        putFigure(text, run);
-        putPlots(text, run.recording, rows);
-    }
+    if (recorded) putPlots(text, run.recording, time, rows);
     putRows(text, rows);
-    putPairs(text, "Settings", run.settings);
-    putPairs(text, "Versions", versions());
-    put(text, "<script>//<![CDATA[{}//]]></script>\n</body>\n</html>\n", kPageScript);
+    put(text, "<h2 id=\"settings\">Settings</h2>\n");
+    putPairs(text, run.settings);
+    put(text, "<h2>Versions</h2>\n");
+    putPairs(text, versions());
+    put(text, "</main>\n<script>//<![CDATA[{}{}//]]></script>\n</body>\n</html>\n", kArmScript, kPageScript);
 
     std::ofstream stream(file, std::ios::binary);
     stream.write(text.data(), static_cast<std::streamsize>(text.size()));

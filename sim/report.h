@@ -3,12 +3,17 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include "sim/scenario.h"
 
 namespace tarn::sim {
 
-// Throws std::runtime_error when the file cannot be written.
+// What was asked for, and the simulated time, in a line.
+std::string settingsLine(const Run& run);
+
+// Links to the data beside it and to the index of its folder. Throws std::runtime_error when the file cannot
+// be written.
 void writeReport(const Scenario& scenario, const Run& run, const std::filesystem::path& file);
 
 }  // namespace tarn::sim

@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "sim/json.h"
+#include "sim/report.h"
 #include "sim/report_page.h"
 #include "sim/report_text.h"
 #include "sim/report_thumbnail.h"
@@ -88,19 +89,6 @@ std::vector<Summary> summariesOf(const std::filesystem::path& folder) {
 
 // ---- the cards
 
-std::string settingsOf(const Json& options) {
-    std::string text = fmt::format("type {} · {}", options["robotType"].text, options["mount"].text);
-    if (options["mount"].text == "tilted")
-        text += fmt::format(" {:g}° {:g}°", options["yAngle"].number(), options["zAngle"].number());
-    const double load = options["load"].number(), error = options["loadError"].number();
-    text += load == 0.0 ? " · no load" : fmt::format(" · {:g} kg", load);
-    if (error != 0.0) text += fmt::format(" {:+g} kg unknown", error);
-    if (options["friction"].number() != 1.0)
-        text += fmt::format(" · friction × {:g}", options["friction"].number());
-    if (options["pose"].kind == Json::List) text += " · own pose";
-    return text + " · seed " + options["seed"].text;
-}
-
 void putVerdict(Text& text, const Json& verdict) {
     const double value = verdict["value"].number(), limit = verdict["limit"].number();
     put(text, "<li class=\"{}\">{} <b>{:.3g}</b> of {:.4g} {}</li>", verdict["pass"].is(true) ? "" : "bad",
@@ -133,8 +121,7 @@ void putCard(Text& text, const Summary& summary) {
         summary.passed() ? "\u2713 pass," : "\u2717 FAIL,", passed, verdicts.size(),
         escaped(json["sentence"].text));
     putVerdicts(text, json["verdicts"]);
-    put(text, "<p class=\"settings\">{} · {:.4g} s · <a href=\"{}\">data</a></p>\n</article>\n",
-        escaped(settingsOf(json["options"])), json["seconds"].number(), escaped(json["data"].text));
+    put(text, "<p class=\"soft\">{}</p>\n</article>\n", escaped(json["settings"].text));
 }
 
 }  // namespace
@@ -145,6 +132,7 @@ void writeSummary(const Scenario& scenario, const Run& run, const std::filesyste
     put(text, "{{\"format\": \"{}\",\n\"name\": {},\n\"sentence\": {},\n\"pass\": {},\n\"seconds\": {},\n",
         kFormat, quotedJson(scenario.name), quotedJson(scenario.sentence), run.passed(),
         jsonNumber(run.simulation == nullptr ? 0.0 : run.simulation->time()));
+    put(text, "\"settings\": {},\n", quotedJson(settingsLine(run)));
     putOptions(text, run.options);
     put(text, ",\n");
     putList(text, "verdicts", run.verdicts, [&](const Verdict& v) {

@@ -4,17 +4,20 @@ namespace tarn::sim {
 
 const char* const kPageStyle = R"css(
 :root { color-scheme: light dark; --ink: #1c2733; --soft: #586675; --rule: #d5dbe2; --page: #ffffff;
-  --panel: #f5f7f9; --good: #1a7f45; --bad: #c62828; --warn: #a05a00;
+  --panel: #f5f7f9; --shell: #dfe5eb; --good: #1a7f45; --bad: #c62828; --warn: #a05a00;
   --j1: #1f6fb4; --j2: #d9730d; --j3: #2a8f4a; --j4: #c2334d; --j5: #7a52b3; --j6: #87642f; }
 @media (prefers-color-scheme: dark) { :root { --ink: #e3e8ee; --soft: #9aa7b5; --rule: #3a4550;
-  --page: #14191f; --panel: #1c232b; --good: #5ecb8a; --bad: #ff7b72; --warn: #e3b341;
+  --page: #14191f; --panel: #1c232b; --shell: #55616e; --good: #5ecb8a; --bad: #ff7b72; --warn: #e3b341;
   --j1: #6cb2f0; --j2: #f5a356; --j3: #6fcf8b; --j4: #f2788d; --j5: #b794f0; --j6: #c9a36a; } }
 .j1 { --c: var(--j1); } .j2 { --c: var(--j2); } .j3 { --c: var(--j3); }
 .j4 { --c: var(--j4); } .j5 { --c: var(--j5); } .j6 { --c: var(--j6); }
 
 body { font: 15px/1.5 system-ui, sans-serif; color: var(--ink); background: var(--page);
   max-width: 1000px; margin: 2em auto; padding: 0 1em; overflow-wrap: break-word; }
-h1 { font-size: 1.7em; margin-bottom: 0; } h2 { font-size: 1.15em; margin: 1.8em 0 0.5em; }
+h1 { font-size: 1.7em; margin: 0.3em 0 0; } .badge { font-size: 0.55em; margin-left: 0.6em; }
+header p { margin: 0.3em 0; } .soft { color: var(--soft); } nav { display: flex; flex-wrap: wrap; gap: 0 2em; }
+nav, .soft, small { font-size: 13px; } nav span { display: inline-flex; gap: 1em; }
+summary { cursor: pointer; color: var(--soft); } details[open] summary { margin-bottom: 0.5em; } h2 { font-size: 1.15em; margin: 1.8em 0 0.5em; }
 h3 { font-size: 1em; margin: 1.6em 0 0; } h3 small { font-weight: 400; color: var(--soft); margin-left: 0.5em; }
 a { color: inherit; } :focus-visible { outline: 2px solid var(--j1); outline-offset: 2px; }
 table { border-collapse: collapse; max-width: 100%; }
@@ -29,7 +32,7 @@ td.n, td.word, td.kind { white-space: nowrap; }
 tr.warn .kind { color: var(--warn); } tr.error .kind, tr.fatal .kind { color: var(--bad); font-weight: 600; }
 #log { max-height: 26em; overflow-y: auto; }
 
-.views { display: flex; flex-wrap: wrap; gap: 1em; } .views svg { flex: 1 1 300px; min-width: 0; }
+.views:not([hidden]) { display: flex; flex-wrap: wrap; gap: 1em; } .views svg { flex: 1 1 300px; min-width: 0; }
 .views svg { background: var(--panel); border-radius: 4px; }
 .views text { fill: var(--ink); font: 14px system-ui, sans-serif; }
 .arm { fill: none; stroke: var(--ink); stroke-width: 5; stroke-linecap: round; stroke-linejoin: round; }
@@ -66,7 +69,19 @@ tr.warn .kind { color: var(--warn); } tr.error .kind, tr.fatal .kind { color: va
 .marks line { stroke: var(--soft); } .marks .event { stroke-dasharray: 4 3; }
 .marks .warn { stroke: var(--warn); stroke-width: 2; }
 .marks .error, .marks .fatal { stroke: var(--bad); stroke-width: 2; }
-.span { fill: var(--j1); opacity: 0.2; }
+.span { fill: var(--j1); opacity: 0.2; } .cursor { stroke: var(--ink); opacity: 0.55; pointer-events: none; }
+#arm canvas { width: 100%; aspect-ratio: 1; background: var(--panel); border-radius: 4px; cursor: grab;
+  touch-action: pan-y; display: block; } #arm canvas[hidden] { display: none; } #arm canvas:active { cursor: grabbing; }
+.player { display: grid; grid-template-columns: 2.6em minmax(0, 1fr) auto; gap: 0.4em 0.6em; margin-top: 0.6em;
+  align-items: center; } .player button, .player select { font: inherit; height: 2.2em; }
+.player output, .player small { grid-column: 1 / -1; } .player small { color: var(--soft); }
+.player output { font-variant-numeric: tabular-nums; }
+[id] { scroll-margin-top: 1em; }
+@media (min-width: 1000px) { .run { max-width: 1440px; display: grid; gap: 0 2em; padding: 0 2em;
+    grid-template-columns: clamp(340px, 30vw, 460px) minmax(0, 1fr); }
+  .run header { grid-column: 1 / -1; margin-bottom: 1em; }
+  #arm { position: sticky; top: 1em; align-self: start; }
+  main > h2:first-child { margin-top: 0; } }
 @media (max-width: 600px) { body { margin-top: 1em; } table { font-size: 13px; }
   td, th { padding-right: 0.6em; }
   .settings th, .settings td { display: block; } .settings th { border: 0; padding-bottom: 0; }
@@ -90,7 +105,6 @@ article .base { fill: var(--soft); stroke: none; } article text { fill: var(--so
 )css";
 
 const char* const kPageScript = R"js(
-"use strict";
 (() => {
     const plots = document.getElementById("plots");
     if (!plots) return;
@@ -138,6 +152,7 @@ const char* const kPageScript = R"js(
         plot,
         frame: plot.querySelector(".frame"),
         svg: plot.querySelector("svg"),
+        key: plot.dataset.key,
         lines: [...plot.querySelectorAll(".line")].map((group) => ({
             group,
             name: group.dataset.line,
@@ -290,6 +305,11 @@ const char* const kPageScript = R"js(
                           maxWidth: (end - x(mark.time)) / width * 100 + "%"}, mark.word);
         }));
 
+        chart.cursor ??= element("line", {class: "cursor"});
+        chart.cursor.setAttribute("y2", height);
+        chart.svg.append(chart.cursor);
+        chart.timeToX = x;
+
         const roomy = (last - first) * 8 < width;
         for (const line of chart.lines) if (!off.has(line.name)) drawLine(line, first, last, x, y, roomy);
         for (const key of chart.plot.querySelectorAll("[data-line][aria-pressed]")) {
@@ -305,14 +325,89 @@ const char* const kPageScript = R"js(
         const parts = [];
         if (!back.disabled) parts.push("zoom=" + from.value + "," + to.value);
         if (off.size > 0) parts.push("off=" + [...off].sort().join(","));
+        if (now > whole[0]) parts.push("t=" + tidy(Math.round(now * 1e4) / 1e4));
         history.replaceState(null, "", parts.length > 0 ? "#" + parts.join("&") : location.pathname);
         if (waiting) return;
         waiting = true;
         requestAnimationFrame(() => {
             waiting = false;
             charts.forEach(draw);
+            [slider.min, slider.max] = view;
+            showNow();
         });
     }
+
+    // ---- the time that the arm is shown at: as chosen, or for a moment that under the pointer
+    let now = whole[0], under = null, playing = false, drawn = 0;
+    const joints = (key) => charts.find((chart) => chart.key === key).lines.map((line) => line.values);
+    const aside = document.getElementById("arm");
+    const picture = armPicture(aside, {time, measured: joints("j6_deg"), commanded: joints("jC_deg"), decoded});
+    const player = document.createElement("div");
+    player.className = "player";
+    player.innerHTML = '<button type="button"></button><input type="range" step="any" aria-label="Time"/>' +
+        '<select aria-label="Speed">' + [0.02, 0.1, 0.25, 0.5, 1, 2, 5, 10, 30].map((speed) =>
+            '<option value="' + speed + '">\u00d7 ' + speed + '</option>').join("") + '</select>' +
+        '<output></output><small>Drag to turn. The time is that of the line in the plots: click there to ' +
+        'set it. Plays what the plots show.</small>';
+    aside.querySelector("canvas").after(player);
+    const [play, slider, speed] = player.children, told = player.querySelector("output");
+    speed.value = "1";
+
+    function nearest(t) {
+        const k = Math.min(indexAt(t), time.length - 1);
+        return k > 0 && t - time[k - 1] < time[k] - t ? k - 1 : k;
+    }
+
+    function showNow(values = true) {
+        const k = nearest(under ?? now);
+        picture(k);
+        slider.value = now;
+        const events = marks.filter((mark) => mark.word && mark.time <= time[k] + 5e-4);
+        told.textContent = time[k].toFixed(3) + " s" + (events.length > 0 ? ", " + events.at(-1).word : "");
+        for (const chart of charts) {
+            if (!chart.timeToX) continue;
+            const x = chart.timeToX(time[k]);
+            chart.cursor.setAttribute("x1", x);
+            chart.cursor.setAttribute("x2", x);
+            if (values) chart.read(k);
+        }
+    }
+
+    function choose(t) {
+        now = Math.min(Math.max(t, whole[0]), whole[1]);
+        showNow();
+    }
+
+    function setPlaying(on) {
+        playing = on;
+        play.textContent = on ? "\u23f8" : "\u25b6";
+        play.setAttribute("aria-label", on ? "Pause" : "Play");
+        if (!on) return update();
+        if (now < view[0] || view[1] <= now + 1e-3) now = view[0];
+        let before = null;
+        const frame = (at) => {
+            if (!playing) return;
+            const passed = before === null ? 0 : Math.min(at - before, 100) / 1000 * Number(speed.value);
+            before = at;
+            now += passed;
+            // a part that was not recorded is passed over
+            const next = indexAt(now);
+            if (next > 0 && next < time.length && time[next] - time[next - 1] > 1) now = time[next];
+            if (now >= view[1]) {
+                now = view[1];
+                setPlaying(false);
+                return;
+            }
+            const told = at - drawn > 100;
+            if (told) drawn = at;
+            showNow(told);
+            requestAnimationFrame(frame);
+        };
+        requestAnimationFrame(frame);
+    }
+    play.addEventListener("click", () => setPlaying(!playing));
+    slider.addEventListener("input", () => choose(Number(slider.value)));
+    slider.addEventListener("change", update);
 
     // What the address does not name stays as it is.
     function readAddress() {
@@ -321,6 +416,7 @@ const char* const kPageScript = R"js(
             off.clear();
             for (const name of asked.get("off").split(",")) if (name) off.add(name);
         }
+        if (asked.has("t") && Number.isFinite(Number(asked.get("t")))) choose(Number(asked.get("t")));
         if (asked.has("zoom")) show(...asked.get("zoom").split(",").map(Number));
         update();
     }
@@ -337,7 +433,7 @@ const char* const kPageScript = R"js(
         input.addEventListener("change", () => show(Number(from.value), Number(to.value)));
     }
     back.addEventListener("click", () => show(...whole));
-    plots.querySelector(".hint").textContent = "Drag over a plot to zoom, double-click for the whole run; the " +
+    plots.querySelector(".hint").textContent = "Drag over a plot to zoom, click to set the time of the arm, double-click for the whole run; the " +
         "legend switches lines off. Keys on a plot: + and \u2212 zoom, \u2190 and \u2192 move, 0 goes back.";
     plots.querySelector(".hint").after(tools);
 
@@ -370,18 +466,22 @@ const char* const kPageScript = R"js(
             const share = Math.min(Math.max((event.clientX - box.left) / box.width, 0), 1);
             return view[0] + share * (view[1] - view[0]);
         };
-        const read = (k) => {
-            at.textContent = k < 0 ? "" : "at " + tidy(time[k]) + " s";
+        chart.read = (k) => {
+            at.textContent = "at " + tidy(time[k]) + " s";
             for (const line of chart.lines) {
                 const value = legend.querySelector('[data-line="' + line.name + '"] b');
-                value.textContent = k < 0 ? "" : String(Number(line.values[k].toPrecision(5)));
+                value.textContent = String(Number(line.values[k].toPrecision(5)));
             }
         };
         chart.svg.addEventListener("pointermove", (event) => {
-            const t = timeAt(event), k = Math.min(indexAt(t), time.length - 1);
-            read(k > 0 && t - time[k - 1] < time[k] - t ? k - 1 : k);
+            if (playing) return;
+            under = timeAt(event);
+            showNow();
         });
-        chart.svg.addEventListener("pointerleave", () => read(-1));
+        chart.svg.addEventListener("pointerleave", () => {
+            under = null;
+            showNow();
+        });
 
         chart.svg.addEventListener("pointerdown", (event) => {
             if (event.button !== 0) return;
@@ -403,7 +503,12 @@ const char* const kPageScript = R"js(
                 window.removeEventListener("keydown", end, true);
                 if (ended.type === "keydown" && ended.key === "Escape") ended.stopPropagation();
                 // a few pixels are a click
-                if (ended.type !== "pointerup" || Math.abs(ended.clientX - startX) < 5) return;
+                if (ended.type !== "pointerup") return;
+                if (Math.abs(ended.clientX - startX) < 5) {
+                    choose(start);
+                    update();
+                    return;
+                }
                 const stop = timeAt(ended);
                 show(Math.min(start, stop), Math.max(start, stop));
             };
@@ -427,8 +532,9 @@ const char* const kPageScript = R"js(
     window.addEventListener("resize", update);
     window.addEventListener("hashchange", () => {
         readAddress();
-        plots.scrollIntoView();
+        if (location.hash.startsWith("#zoom")) plots.scrollIntoView();
     });
+    setPlaying(false);
     readAddress();
 })();
 )js";

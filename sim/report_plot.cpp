@@ -15,9 +15,7 @@ namespace {
 constexpr int kColumns = 800, kHeight = 400;
 constexpr std::size_t kMostLines = 6;
 
-// A line may take 50 kB: 2.5 characters a sample over 20 s, more than most need. A run too long for one and
-// a half a sample is bunched.
-constexpr std::size_t kLineCharacters = 50000;
+// A run too long for one and a half characters a sample is bunched.
 constexpr std::size_t kMostSamples = kLineCharacters * 2 / 3;
 
 struct Axis {
@@ -167,8 +165,8 @@ void putPlot(Text& text, const PlotTime& plotTime, const std::vector<TimeMark>& 
     }
     const Axis axis = low <= high ? axisAround(low, high) : axisAround(0.0, 0.0);
 
-    put(text, "<section class=\"plot\">\n<h3>{} <small>{}</small></h3>\n<p class=\"legend\">",
-        escaped(group.title), escaped(group.unit));
+    put(text, "<section class=\"plot\" data-key=\"{}\">\n<h3>{} <small>{}</small></h3>\n<p class=\"legend\">",
+        group.key, escaped(group.title), escaped(group.unit));
     for (std::size_t line = 0; line < count; line++) {
         put(text, "<span class=\"key j{}\" data-line=\"{}\">{}</span> ", line + 1,
             lastWord(group.lines[line]), group.lines[line]);

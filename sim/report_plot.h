@@ -27,6 +27,9 @@ class PlotTime {
     std::size_t bunch_;
 };
 
+// A line may take 50 kB: 2.5 characters a sample over 20 s, more than most need.
+inline constexpr std::size_t kLineCharacters = 50000;
+
 inline constexpr double kTimeQuantum = 1e-3;  // s, one cycle
 
 // What stands at a time: a word above every plot, or a tick on its time axis for a line of the log.

@@ -55,6 +55,8 @@ struct Surface {
     double damping = 100.0;        // N s/m
     double friction = 0.0;         // of the normal force
     double frictionSpeed = 0.001;  // m/s: at a sliding speed of this much 76 % of the friction is there
+
+    bool operator==(const Surface&) const = default;
 };
 
 PointWrench contactWrench(const Surface& surface, const ToolSphere& sphere, const ToolState& tool);

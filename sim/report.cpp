@@ -18,10 +18,6 @@ namespace {
 
 // ---- tables
 
-// U+2713 and U+2717: the verdict also where colors do not show
-constexpr const char* kPassSign = "\u2713";
-constexpr const char* kFailSign = "\u2717";
-
 void putVerdicts(Text& text, const Run& run) {
     put(text,
         "<h2 id=\"verdicts\">Verdicts</h2>\n<div class=\"table\">\n<table>\n<tr><th></th><th>What</th><th "

@@ -48,18 +48,16 @@ function armPicture(element, run) {
     // ---- what the picture has to hold
     const count = run.time.length, step = Math.max(1, Math.floor(count / 600));
     const way = [];  // of the flange
-    const low = [0, 0, 0], high = [0, 0, 0];
+    const held = [[0, 0, 0], ...base.slice(0, 2).map((axis) => axis.map((v) => 0.2 * v))];
     for (let k = 0; k < count; k += step) {
         const points = frames(run.measured, k).map((frame) => frame.origin);
         if (!points.flat().every(Number.isFinite)) continue;
         way.push({time: run.time[k], point: points.at(-1)});
-        for (const p of points) for (const n of [0, 1, 2]) {
-            low[n] = Math.min(low[n], p[n]);
-            high[n] = Math.max(high[n], p[n]);
-        }
+        if (way.length % 10 === 1) held.push(...points.slice(1));
+        else held.push(points.at(-1));
     }
-    const middle = [0, 1, 2].map((n) => (low[n] + high[n]) / 2);
-    const reach = Math.max(0.3, size(sum(high, low, -1)));
+    const middle = [0, 1, 2].map((n) => held.reduce((all, p) => all + p[n], 0) / held.length);
+    const reach = Math.max(0.3, 2 * Math.max(...held.map((p) => size(sum(p, middle, -1)))));
     const thick = links.reduce((all, [a, , d]) => all + Math.abs(a) + Math.abs(d), 0) * 0.032;
     const radii = [1.25, 1.2, 1, 0.85, 0.8, 0.75, 0.7].map((share) => share * thick);
     const forceAt = (k) => force ? inRoom(force.map((axis) => axis[k])) : [0, 0, 0];
@@ -73,19 +71,23 @@ function armPicture(element, run) {
     // ---- the eye
     const first = element.dataset.view.split(" ").map(Number);
     let [azimuth, elevation] = first;
-    let width = 0, height = 0, scale = 1, right, up, near;
+    let width = 0, height = 0, scale = 1, left = 0, top = 0, right, up, near;
     function look() {
         const ca = Math.cos(azimuth), sa = Math.sin(azimuth), ce = Math.cos(elevation), se = Math.sin(elevation);
         right = [-sa, ca, 0];
         up = [-se * ca, -se * sa, ce];
         near = [ce * ca, ce * sa, se];
-        const wide = Math.hypot(high[0] - low[0], high[1] - low[1]) / 2 + 2 * thick;
-        const tall = (high[2] - low[2]) / 2 + 2 * thick;
-        scale = Math.min(width / 2 / wide, height / 2 / (tall * ce + wide * Math.abs(se))) * 0.92;
+        // as large as the whole run allows
+        [scale, left, top] = [1, 0, 0];
+        const seen = held.map(place), xs = seen.map(({x}) => x), ys = seen.map(({y}) => y);
+        const wide = Math.max(...xs) - Math.min(...xs), tall = Math.max(...ys) - Math.min(...ys);
+        scale = Math.min(width / (wide + 6 * thick), height / (tall + 6 * thick), 2 * width / reach);
+        left = width / 2 - scale * (Math.max(...xs) + Math.min(...xs)) / 2;
+        top = height / 2 - scale * (Math.max(...ys) + Math.min(...ys)) / 2;
     }
     function place(p) {
-        const from = sum(p, middle, -1), depth = dot(from, near), size = scale / (1 - depth / (6 * reach));
-        return {x: width / 2 + size * dot(from, right), y: height / 2 - size * dot(from, up), depth, size};
+        const from = sum(p, middle, -1), size = scale / (1 - dot(from, near) / (6 * reach));
+        return {x: left + size * dot(from, right), y: top - size * dot(from, up), size};
     }
 
     // ---- drawing
@@ -174,9 +176,9 @@ function armPicture(element, run) {
     }
 
     function drawArm(all) {
-        const shell = ink("shell"), dark = ink("ink"), parts = [];
-        const add = (points, draw) => parts.push(
-            {depth: points.reduce((sum, p) => sum + dot(p, near), 0) / points.length, draw});
+        const shell = ink("shell"), dark = ink("rim"), parts = [];
+        const depth = (points) => points.reduce((sum, p) => sum + dot(p, near), 0) / points.length;
+        const add = (points, draw) => parts.push({depth: depth(points), draw});
         for (let n = 0; n < 6; n++) {
             const from = all[n].origin, to = all[n + 1].origin, r = radii[n + 1];
             const z = all[n].z, axis = (share) => sum(from, z, share * radii[n]);
@@ -189,10 +191,13 @@ function armPicture(element, run) {
                 stroke(ends.map(({x, y}) => ({x: x - wide * 0.16, y: y - wide * 0.16})), "#fff", wide * 0.25, 0.35);
             });
             else add([from, to], () => drum(from, to, 0.8 * r, dark, shell));
-            add(joint, () => drum(...joint, 1.12 * radii[n], ink("j" + (n + 1)), shell));
+            // a joint is wider than the two links that it holds together: it hides them
+            const held = [depth([from, to]), n > 0 ? depth([all[n - 1].origin, from]) : -Infinity];
+            parts.push({depth: Math.max(depth(joint), ...held) + 1e-6,
+                        draw: () => drum(...joint, 1.12 * radii[n], ink("j" + (n + 1)), shell)});
         }
         const end = all[6], face = sum(end.origin, end.z, 0.35 * thick);
-        add([end.origin, face], () => drum(end.origin, face, 0.9 * thick, dark, ink("soft")));
+        add([face, face], () => drum(end.origin, face, 0.9 * thick, dark, ink("soft")));
         if (load[0] > 0) {
             const [, x, y, z] = load;
             const center = sum(sum(sum(end.origin, end.x, x), end.y, y), end.z, z);

@@ -95,14 +95,16 @@ void putVerdict(Text& text, const Json& verdict) {
         escaped(verdict["name"].text), value, limit, escaped(verdict["unit"].text));
 }
 
-// The verdicts that fail; else the first, which is what the scenario is about.
+// The verdicts that fail; else the first that measures something, which is what the scenario is about.
 void putVerdicts(Text& text, const Json& verdicts) {
     constexpr std::size_t kMost = 3;
     std::vector<const Json*> told;
     for (const auto& [_, verdict] : verdicts.rows) {
         if (!verdict["pass"].is(true)) told.push_back(&verdict);
     }
-    if (told.empty() && !verdicts.rows.empty()) told.push_back(&verdicts.rows[0].second);
+    const auto measures = [](const auto& row) { return row.second["limit"].number() > 0.0; };
+    const auto first = std::find_if(verdicts.rows.begin(), verdicts.rows.end(), measures);
+    if (told.empty() && first != verdicts.rows.end()) told.push_back(&first->second);
     put(text, "<ul>");
     for (std::size_t n = 0; n < std::min(told.size(), kMost); n++) putVerdict(text, *told[n]);
     if (told.size() > kMost) put(text, "<li class=\"bad\">and {} more</li>", told.size() - kMost);
@@ -117,7 +119,7 @@ void putCard(Text& text, const Summary& summary) {
     put(text, "<article class=\"{}\">\n<a href=\"{}\">{}<h2>{}</h2></a>\n",
         summary.passed() ? "passes" : "fails", escaped(json["page"].text), json["thumbnail"].text,
         escaped(summary.stem));
-    put(text, "<p class=\"badge {}\">{} {} of {}</p>\n<p>{}</p>\n", summary.passed() ? "good" : "bad",
+    put(text, "<p class=\"{}\">{} {} of {}</p>\n<p>{}</p>\n", summary.passed() ? "good" : "bad",
         summary.passed() ? "\u2713 pass," : "\u2717 FAIL,", passed, verdicts.size(),
         escaped(json["sentence"].text));
     putVerdicts(text, json["verdicts"]);
@@ -161,8 +163,15 @@ void writeIndex(const std::filesystem::path& folder) {
         "initial-scale=1\"/>\n<title>Runs of tarnsim</title>\n<style>{}{}</style>\n</head>\n<body "
         "class=\"index\">\n",
         kPageStyle, kIndexStyle);
-    put(text, "<h1>Runs</h1>\n<p class=\"{}\">{} {} of {} pass.</p>\n<div class=\"cards\">\n",
-        good ? "good" : "bad", good ? "\u2713" : "\u2717", passed, all.size());
+    put(text, "<h1>Runs</h1>\n<p class=\"{}\">", good ? "good" : "bad");
+    if (good) put(text, "{} all {} pass</p>\n", kPassSign, all.size());
+    // without a script: the style sheet looks at the box
+    if (!good)
+        put(text,
+            "{} {} of {} fail</p>\n<input type=\"checkbox\" id=\"only\"/> <label for=\"only\">Show only "
+            "these</label>\n",
+            kFailSign, all.size() - static_cast<std::size_t>(passed), all.size());
+    put(text, "<div class=\"cards\">\n");
     for (const Summary& summary : all) putCard(text, summary);
     put(text, "</div>\n</body>\n</html>\n");
     replaceFile(folder / "index.html", text);

@@ -4,19 +4,19 @@ namespace tarn::sim {
 
 const char* const kPageStyle = R"css(
 :root { color-scheme: light dark; --ink: #1c2733; --soft: #586675; --rule: #d5dbe2; --page: #ffffff;
-  --panel: #f5f7f9; --shell: #dfe5eb; --good: #1a7f45; --bad: #c62828; --warn: #a05a00;
+  --panel: #f5f7f9; --shell: #dfe5eb; --rim: #1c2733; --good: #1a7f45; --bad: #c62828; --warn: #a05a00;
   --j1: #1f6fb4; --j2: #d9730d; --j3: #2a8f4a; --j4: #c2334d; --j5: #7a52b3; --j6: #87642f; }
 @media (prefers-color-scheme: dark) { :root { --ink: #e3e8ee; --soft: #9aa7b5; --rule: #3a4550;
-  --page: #14191f; --panel: #1c232b; --shell: #55616e; --good: #5ecb8a; --bad: #ff7b72; --warn: #e3b341;
+  --page: #14191f; --panel: #1c232b; --shell: #8593a1; --rim: #0b0e12; --good: #5ecb8a; --bad: #ff7b72; --warn: #e3b341;
   --j1: #6cb2f0; --j2: #f5a356; --j3: #6fcf8b; --j4: #f2788d; --j5: #b794f0; --j6: #c9a36a; } }
 .j1 { --c: var(--j1); } .j2 { --c: var(--j2); } .j3 { --c: var(--j3); }
 .j4 { --c: var(--j4); } .j5 { --c: var(--j5); } .j6 { --c: var(--j6); }
 
 body { font: 15px/1.5 system-ui, sans-serif; color: var(--ink); background: var(--page);
   max-width: 1000px; margin: 2em auto; padding: 0 1em; overflow-wrap: break-word; }
-h1 { font-size: 1.7em; margin: 0.3em 0 0; } .badge { font-size: 0.55em; margin-left: 0.6em; }
-header p { margin: 0.3em 0; } .soft { color: var(--soft); } nav { display: flex; flex-wrap: wrap; gap: 0 2em; }
-nav, .soft, small { font-size: 13px; } nav span { display: inline-flex; gap: 1em; }
+h1 { font-size: 1.7em; margin: 0.3em 0 0; } .badge { font-size: 0.55em; margin-left: 0.4em; display: inline-block; }
+header p { margin: 0.3em 0; } .soft { color: var(--soft); } nav { display: flex; flex-wrap: wrap; gap: 0 1em; }
+nav, .soft, small { font-size: 13px; } nav span { display: contents; }
 summary { cursor: pointer; color: var(--soft); } details[open] summary { margin-bottom: 0.5em; } h2 { font-size: 1.15em; margin: 1.8em 0 0.5em; }
 h3 { font-size: 1em; margin: 1.6em 0 0; } h3 small { font-weight: 400; color: var(--soft); margin-left: 0.5em; }
 a { color: inherit; } :focus-visible { outline: 2px solid var(--j1); outline-offset: 2px; }
@@ -99,9 +99,10 @@ article a { text-decoration: none; } article h2 { margin: 0.4em 0 0; }
 article p { margin: 0.3em 0; } article ul { margin: 0.3em 0; padding: 0; list-style: none; font-size: 13px; }
 article svg { width: 100%; display: block; }
 article .settings { color: var(--soft); font-size: 13px; }
-article .line, .way, .zero { fill: none; } article .line { stroke-width: 1; } .zero { stroke: var(--rule); }
-.way { stroke: var(--j4); } article .arm { stroke-width: 4; } .pale { opacity: 0.25; }
-article .base { fill: var(--soft); stroke: none; } article text { fill: var(--soft); font-size: 10px; }
+article .line, .way, .zero { fill: none; } article path { vector-effect: non-scaling-stroke; } article .line { stroke-width: 1.2; } .zero { stroke: var(--rule); }
+.way { stroke: var(--j4); } article .arm { stroke-width: 4.5; } .pale { opacity: 0.25; }
+article .base { fill: var(--soft); stroke: none; } article text { fill: var(--soft); font-size: 20px; }
+#only:checked ~ .cards .passes { display: none; } #only, [for=only] { display: inline-block; margin-bottom: 1em; }
 )css";
 
 const char* const kPageScript = R"js(
@@ -380,9 +381,12 @@ const char* const kPageScript = R"js(
 
     function setPlaying(on) {
         playing = on;
-        play.textContent = on ? "\u23f8" : "\u25b6";
+        play.textContent = on ? "\u23f8\ufe0e" : "\u25b6\ufe0e";
         play.setAttribute("aria-label", on ? "Pause" : "Play");
-        if (!on) return update();
+    }
+
+    function start() {
+        setPlaying(true);
         if (now < view[0] || view[1] <= now + 1e-3) now = view[0];
         let before = null;
         const frame = (at) => {
@@ -395,7 +399,7 @@ const char* const kPageScript = R"js(
             if (next > 0 && next < time.length && time[next] - time[next - 1] > 1) now = time[next];
             if (now >= view[1]) {
                 now = view[1];
-                setPlaying(false);
+                pause();
                 return;
             }
             const told = at - drawn > 100;
@@ -405,7 +409,11 @@ const char* const kPageScript = R"js(
         };
         requestAnimationFrame(frame);
     }
-    play.addEventListener("click", () => setPlaying(!playing));
+    function pause() {
+        setPlaying(false);
+        update();
+    }
+    play.addEventListener("click", () => playing ? pause() : start());
     slider.addEventListener("input", () => choose(Number(slider.value)));
     slider.addEventListener("change", update);
 

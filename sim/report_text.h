@@ -10,6 +10,10 @@
 
 namespace tarn::sim {
 
+// U+2713 and U+2717: the verdict also where colors do not show
+inline constexpr const char* kPassSign = "\u2713";
+inline constexpr const char* kFailSign = "\u2717";
+
 using Text = fmt::memory_buffer;
 
 template <typename... Args>

@@ -12,7 +12,7 @@ namespace tarn::sim {
 namespace {
 
 // Units of the picture: the arm in a square, the plot beside it, its title below.
-constexpr double kHeight = 120, kArm = 120, kPlotFrom = 132, kPlotTo = 320, kPlotTop = 6, kPlotFoot = 98;
+constexpr double kHeight = 240, kArm = 240, kPlotFrom = 264, kPlotTo = 640, kPlotTop = 12, kPlotFoot = 196;
 
 struct Point {
     long x, y;
@@ -36,8 +36,12 @@ void putArm(Text& text, const Run& run) {
     const std::vector<Joints>& angles = run.recording.values[kMeasured];
     constexpr std::size_t kPlaces = 120;  // of the flange's way
     const ViewPoint view = viewPointOf(run);
+    // after a blow-up of the engine nothing is left of a pose but the base
     const auto seen = [&](std::size_t k) {
         std::vector<ViewPoint::Seen> points = {view({})};
+        const bool lost =
+            !std::all_of(angles[k].begin(), angles[k].end(), [](double q) { return std::isfinite(q); });
+        if (lost) return points;
         for (const Vec3& p : run.simulation->plant().frameOrigins(angles[k]))
             points.push_back(view(baseToRoom(run.simulation->options().mount, p)));
         return points;
@@ -55,7 +59,7 @@ void putArm(Text& text, const Run& run) {
             high = std::max(high, p.up);
         }
     }
-    const double scale = (kArm - 16.0) / std::max({0.2, right - left, high - low});
+    const double scale = (kArm - 32.0) / std::max({0.2, right - left, high - low});
     const auto placed = [&](const std::vector<ViewPoint::Seen>& points) {
         std::vector<Point> all;
         for (const ViewPoint::Seen& p : points) {
@@ -69,8 +73,8 @@ void putArm(Text& text, const Run& run) {
     putPath(text, "arm", placed(last));
     const Point foot = placed({view({})})[0], flange = placed({last.back()})[0];
     put(text,
-        "<circle class=\"base\" cx=\"{}\" cy=\"{}\" r=\"4\"/><circle class=\"flange\" cx=\"{}\" cy=\"{}\" "
-        "r=\"4\"/>",
+        "<circle class=\"base\" cx=\"{}\" cy=\"{}\" r=\"8\"/><circle class=\"flange\" cx=\"{}\" cy=\"{}\" "
+        "r=\"8\"/>",
         foot.x, foot.y, flange.x, flange.y);
 }
 
@@ -83,7 +87,7 @@ void putPlot(Text& text, const Recording& recording) {
     const std::size_t which = mostTelling(recording);
     const Group group = recording.allGroups()[which];
     const std::vector<Joints>& values = recording.values[which];
-    constexpr std::size_t kColumns = 94;  // two units each
+    constexpr std::size_t kColumns = 94;  // four units each
     double low = HUGE_VAL, high = -HUGE_VAL;
     std::vector<std::vector<double>> lines(lineCount(group));
     for (std::size_t line = 0; line < lines.size(); line++) {
@@ -114,8 +118,8 @@ void putPlot(Text& text, const Recording& recording) {
         }
         putPath(text, fmt::format("line j{}", line + 1).c_str(), points);
     }
-    put(text, "<text x=\"{}\" y=\"{}\">{}, {}</text>", kPlotFrom, kHeight - 7, escaped(group.title),
-        escaped(group.unit));
+    put(text, "<text x=\"{}\" y=\"{}\" text-anchor=\"end\">{}, {}</text>", kPlotTo, kHeight - 12,
+        escaped(group.title), escaped(group.unit));
 }
 
 }  // namespace

@@ -3,16 +3,20 @@
 
 #include <gtest/gtest.h>
 
+#include <Eigen/Geometry>
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "sim/report_index.h"
 #include "sim/scenario.h"
 #include "support/scratch_folder.h"
 #include "tarntools/tools_log.h"
@@ -266,7 +270,10 @@ TEST(ReportPage, StandsAloneAndIsWellFormed) {
         for (const char* fetched : {"src=", "@import", "url(", "fetch(", "<link", "XMLHttpRequest"}) {
             EXPECT_EQ(text.find(fetched), std::string::npos) << fetched;
         }
-        for (const std::string& link : attributes(text, "href")) EXPECT_TRUE(link.starts_with('#')) << link;
+        for (const std::string& link : attributes(text, "href")) {
+            EXPECT_TRUE(link.starts_with('#') || link == "index.html" || link == "page.csv") << link;
+        }
+        EXPECT_EQ(text.find("<canvas") != std::string::npos, cycles > 0);
         for (const char* told : {"MuJoCo 2.", "tarnforce 0.", "-ffp-contract=off", "&lt;little&gt;"}) {
             EXPECT_NE(text.find(told), std::string::npos) << told;
         }
@@ -314,6 +321,97 @@ TEST(ReportPage, PutsEventsAndLogInOneOrderOfTime) {
         for (std::size_t at = 0; (at = text.find(place, at)) != std::string::npos; at++) words++;
         EXPECT_EQ(words, groups().size()) << place;
     }
+}
+
+// The script draws the arm from these numbers: a distal table, and the base in the room.
+TEST(ReportArm, NumbersOfThePagePutTheFlangeWhereThePlantHasIt) {
+    struct Case {
+        int type;
+        TorqueModel model;
+        const char* mount;
+    };
+    // the common shape, joints with turned zeros, the other shape
+    for (const Case& c :
+         {Case{101, GravityOnly, "floor"}, {3, GravityOnly, "wall"}, {701, FullDynamics, "tilted"}}) {
+        SCOPED_TRACE(c.type);
+        tarn::sim::Run run;
+        run.options.robotType = c.type;
+        run.options.torqueModel = c.model;
+        run.options.mount = *findMount(c.mount);
+        run.start(simulationOptions(run.options));
+        run.recording.values.resize(groups().size());
+        std::mt19937 generator(11);
+        for (int k = 0; k < 20; k++) {
+            run.recording.time.push_back(k * 0.001);
+            for (auto& group : run.recording.values) {
+                for (double& angle : group.emplace_back())
+                    angle = static_cast<double>(generator()) * 0x1p-31 * 180.0;
+            }
+        }
+        const std::string text = page(run);
+        const auto rows = [&](const char* name) {
+            std::string list = attributes(text, name).at(0);
+            std::replace(list.begin(), list.end(), ';', ' ');
+            std::istringstream in(list);
+            return std::vector<double>(std::istream_iterator<double>(in), {});
+        };
+        const std::vector<double> links = rows("data-links"), base = rows("data-base");
+        ASSERT_EQ(links.size(), 24U);
+        ASSERT_EQ(base.size(), 9U);
+        const Eigen::Matrix3d room = Eigen::Map<const Eigen::Matrix3d>(base.data());
+        const Lines lines = linesOf(text);
+        for (std::size_t k = 0; k < 20; k++) {
+            Eigen::Isometry3d frame = Eigen::Isometry3d::Identity();
+            for (std::size_t i = 0; i < 6; i++) {
+                const double* link = &links[4 * i];
+                const auto turn = [](double degrees, const Eigen::Vector3d& axis) {
+                    return Eigen::AngleAxisd(degrees * 0.017453292519943295, axis);
+                };
+                frame = frame * turn(lines.values[6 * kMeasured + i][k] - link[3], Eigen::Vector3d::UnitZ()) *
+                        Eigen::Translation3d(link[0], 0.0, link[2]) * turn(link[1], Eigen::Vector3d::UnitX());
+            }
+            const Vec3 flange = run.simulation->plant().frameOrigins(run.recording.values[kMeasured][k])[6];
+            const Vec3 truth = baseToRoom(run.options.mount, flange);
+            const Eigen::Vector3d drawn = room * frame.translation();
+            for (int axis = 0; axis < 3; axis++)
+                EXPECT_NEAR(drawn[axis], truth[static_cast<std::size_t>(axis)], 1e-3);
+        }
+    }
+}
+
+TEST(ReportIndex, ListsEachRunAndWhatFailedInIt) {
+    const fixture::ScratchFolder folder;
+    auto good =
+        runOf(50, [](std::size_t line, std::size_t cycle) { return static_cast<double>(line * cycle); });
+    good.verdicts.clear();
+    good.atMost("held", 1.0, 2.0, "N");
+    auto bad = runOf(50, [](std::size_t, std::size_t) { return NAN; });
+    bad.options.load = 2.5;
+    bad.options.seed = 18446744073709551615U;
+    bad.atMost("too <far> \"out\"\t\\", 3.0, 2.0, "mm");
+    bad.atMost("no number", NAN, 2.0, "mm");
+    writeSummary(kBrief, good, folder.path / "good.json");
+    writeSummary(kBrief, bad, folder.path / "bad.json");
+    writeSummary(kBrief, tarn::sim::Run{}, folder.path / "empty.json");
+    // not ours, or broken
+    for (const char* other : {"[1, 2]", "{\"pass\": true}", "{\"format\": \"tarnsim run 1\"", ""})
+        std::ofstream(folder.path / (std::to_string(std::string(other).size()) + ".json")) << other;
+    writeIndex(folder.path);
+    writeIndex(folder.path);  // over the one that is there
+
+    std::ostringstream stream;
+    stream << std::ifstream(folder.path / "index.html", std::ios::binary).rdbuf();
+    const std::string text = stream.str();
+    EXPECT_TRUE(wellFormed(text));
+    EXPECT_EQ(text.find("src="), std::string::npos);
+    EXPECT_EQ(attributes(text, "href"), (std::vector<std::string>{"bad.html", "empty.html", "good.html"}));
+    for (const char* told : {"2 of 3 fail", "too &lt;far&gt; &quot;out&quot;\t\\ <b>3</b> of 2 mm",
+                             "no number <b>nan</b> of 2 mm", "load 2.5 kg, seed 18446744073709551615",
+                             "pass, 1 of 1", "held <b>1</b> of 2 N", "A run with &lt;little&gt; in it."}) {
+        EXPECT_NE(text.find(told), std::string::npos) << told;
+    }
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path))
+        EXPECT_NE(entry.path().extension(), ".part");
 }
 
 TEST(RunLog, LinesCarryTheTimeOfTheirCycle) {

@@ -222,6 +222,12 @@ void Plant::applyToolForces() {
     }
 }
 
+std::vector<Surface> Plant::scenery() const {
+    std::vector<Surface> all = surfaces_;
+    all.insert(all.end(), shown_.begin(), shown_.end());
+    return all;
+}
+
 Wrench Plant::sensorWrench() const {
     Wrench wrench;
     for (std::size_t i = 0; i < 3; i++) {

@@ -61,7 +61,10 @@ class Plant {
         sphere_ = sphere;
         surfaces_ = std::move(surfaces);
     }
-    const std::vector<Surface>& surfaces() const { return surfaces_; }
+
+    // What a tool force stands for: seen in the picture of the arm, and nothing else.
+    void showSurfaces(std::vector<Surface> surfaces) { shown_ = std::move(surfaces); }
+    std::vector<Surface> scenery() const;  // these and those that can be touched
 
     // Advances by one cycle of 1 ms under constant currents. Throws PlantError when the motion blows up, and
     // ever after: the engine would start over from its reference pose, which must not pass for a result.
@@ -107,6 +110,7 @@ class Plant {
     std::vector<ToolForce> toolForces_;
     ToolSphere sphere_;
     std::vector<Surface> surfaces_;
+    std::vector<Surface> shown_;
     ToolState tool_{};
     Joints gearTorque_{};
     Vec3 contactForce_{};

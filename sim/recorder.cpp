@@ -76,7 +76,7 @@ void Recording::add(const Simulation& simulation) {
     for (const Group& group : kGroups) (column++)->push_back(group.read(simulation));
     for (const Group& group : more) (column++)->push_back(group.read(simulation));
     toolForce.push_back(simulation.plant().toolWrench().force);
-    const std::vector<Surface>& surfaces = simulation.plant().surfaces();
+    const std::vector<Surface> surfaces = simulation.plant().scenery();
     if (scenery.empty() ? !surfaces.empty() : surfaces != scenery.back().surfaces)
         scenery.push_back({simulation.cycleStart(), surfaces});
 }

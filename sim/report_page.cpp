@@ -543,7 +543,10 @@ const char* const kPageScript = R"js(
         if (location.hash.startsWith("#zoom")) plots.scrollIntoView();
     });
     setPlaying(false);
+    // a link to a part of the run opens at the plots
+    const zoomed = location.hash.startsWith("#zoom");
     readAddress();
+    if (zoomed) plots.scrollIntoView();
 })();
 )js";
 

@@ -99,6 +99,10 @@ void startOver(Run& run, const Workpiece& workpiece, bool side) {
     // across the arm, where it has room
     place.along = side ? -column(flange.o) : Eigen::Vector3d(center.y(), -center.x(), 0.0);
     place.along = (place.along - place.along.dot(place.normal) * place.normal).normalized();
+    Surface mean;  // without the waves
+    mean.point = array(place.tip - 1e-3 * kGap * place.normal);
+    mean.normal = array(place.normal);
+    simulation.plant().showSurfaces({mean});
     simulation.plant().setToolForces({[workpiece](const ToolState& tool) { return touch(workpiece, tool); }});
 
     mcb.forceControl.forceSensorRcs = 0;

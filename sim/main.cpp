@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "replay/recorder.h"
 #include "sim/arguments.h"
 #include "sim/export_command.h"
 #include "sim/parallel.h"
@@ -35,6 +36,8 @@ struct Arguments {
     std::vector<double> loadCenter;
     double seconds = 0.0;
     int workers = processors();
+    std::filesystem::path record;
+    double recordSeconds = 3600.0;
     RunOptions options;
 };
 
@@ -49,6 +52,9 @@ void addRunOptions(CLI::App& run, Arguments& arguments) {
     run.add_option("--seed", options.seed, "0: the typical case, else what a scenario draws is drawn from it")
         ->capture_default_str();
     run.add_option("--out", arguments.out, "Folder for the data and the report page")->capture_default_str();
+    run.add_option("--record", arguments.record, "File for all calls into the library, see tarnreplay");
+    run.add_option("--record-seconds", arguments.recordSeconds, "Simulated time recorded at most")
+        ->check(within(0.001, 3600.0));
     run.add_option("--mount", arguments.mount, "How the arm is fixed")
         ->check([](const std::string& name) {
             return findMount(name) ? std::string() : name + " is none of floor, wall, ceiling, tilted";
@@ -88,6 +94,7 @@ std::string complete(Arguments& arguments, const CLI::App& run) {
         return fmt::format("the torque model of {} knows no arm of type {}", arguments.scenario,
                            options.robotType);
     }
+    if (arguments.all && !arguments.record.empty()) return "--record takes the run of one scenario";
     options.mount = *findMount(arguments.mount);
     if (run.count("--tilt") > 0) {
         if (arguments.mount != "tilted") return "--tilt goes with --mount tilted";
@@ -107,7 +114,12 @@ bool runOne(const Scenario& scenario, const Arguments& arguments, const Progress
     Run run;
     run.options = arguments.options;
     run.progress = progress;
+    if (!arguments.record.empty()) {
+        tarn::replay::startRecording(arguments.record, scenario.name,
+                                     std::lround(arguments.recordSeconds * 1000.0));
+    }
     play(scenario, run);
+    tarn::replay::endRecording();
     if (progress && isatty(STDERR_FILENO) == 1) fmt::print(stderr, "\r\033[K");
 
     const std::filesystem::path page = arguments.out / fmt::format("{}.html", scenario.name);

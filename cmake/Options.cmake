@@ -29,3 +29,17 @@ endif()
 if(TARN_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
+
+# A real-time kernel whose POSIX layer takes C functions over by name, and has code of its own to start with.
+set(TARN_WRAP "" CACHE STRING "C functions that the library takes from __wrap_NAME instead, for example rand;memset")
+set(TARN_RT_STUB "" CACHE STRING "Start-up object (path) or libraries (names) of the real-time kernel to link with")
+function(tarn_link_real_time target wrapped stub)
+    foreach(name IN LISTS wrapped)
+        target_link_options(${target} PRIVATE LINKER:--wrap=${name})
+    endforeach()
+    if(stub)
+        # the library itself refers to nothing in them
+        target_link_options(${target} PRIVATE LINKER:--no-as-needed)
+        target_link_libraries(${target} PRIVATE ${stub})
+    endif()
+endfunction()

@@ -88,6 +88,8 @@ void startRecording(const std::filesystem::path& file, const std::string& title,
     recorder->cyclesLeft = cycles;
 }
 
+bool isRecording() { return recorder.has_value(); }
+
 void endRecording() {
     if (!recorder) return;
     recorder->writer.close();

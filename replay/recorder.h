@@ -11,5 +11,6 @@ namespace tarn::replay {
 // the library at all.
 void startRecording(const std::filesystem::path& file, const std::string& title, long cycles);
 void endRecording();
+bool isRecording();
 
 }  // namespace tarn::replay

@@ -23,6 +23,9 @@ using namespace tarn::sim;
 
 namespace {
 
+// Thrown through a run of which all has been recorded that was asked for.
+struct Recorded {};
+
 constexpr int kPass = 0, kFail = 1, kUsage = 2;
 
 // What the command line says, before it is put together.
@@ -37,7 +40,7 @@ struct Arguments {
     double seconds = 0.0;
     int workers = processors();
     std::filesystem::path record;
-    double recordSeconds = 3600.0;
+    double recordSeconds = 0.0;  // 0: to the end
     RunOptions options;
 };
 
@@ -53,7 +56,9 @@ void addRunOptions(CLI::App& run, Arguments& arguments) {
         ->capture_default_str();
     run.add_option("--out", arguments.out, "Folder for the data and the report page")->capture_default_str();
     run.add_option("--record", arguments.record, "File for all calls into the library, see tarnreplay");
-    run.add_option("--record-seconds", arguments.recordSeconds, "Simulated time recorded at most")
+    run.add_option("--record-seconds", arguments.recordSeconds,
+                   "End the run after this time, without verdicts and report")
+        ->needs("--record")
         ->check(within(0.001, 3600.0));
     run.add_option("--mount", arguments.mount, "How the arm is fixed")
         ->check([](const std::string& name) {
@@ -110,16 +115,33 @@ std::string complete(Arguments& arguments, const CLI::App& run) {
     return {};
 }
 
+// Plays a scenario to its end, or as far as it is to be recorded: then false.
+bool playRecorded(const Scenario& scenario, Run& run, const Arguments& arguments) {
+    const bool cut = arguments.recordSeconds > 0.0;
+    const double seconds = cut ? arguments.recordSeconds : 1e6;
+    run.progress = [told = run.progress, cut](double time) {
+        if (told) told(time);
+        if (cut && !tarn::replay::isRecording()) throw Recorded();
+    };
+    tarn::replay::startRecording(arguments.record, scenario.name, std::lround(seconds * 1000.0));
+    try {
+        play(scenario, run);
+        tarn::replay::endRecording();
+    } catch (const Recorded&) {
+        fmt::print("{}: the first {:g} s are recorded\n", scenario.name, arguments.recordSeconds);
+        return false;
+    }
+    return true;
+}
+
 bool runOne(const Scenario& scenario, const Arguments& arguments, const Progress& progress) {
     Run run;
     run.options = arguments.options;
     run.progress = progress;
-    if (!arguments.record.empty()) {
-        tarn::replay::startRecording(arguments.record, scenario.name,
-                                     std::lround(arguments.recordSeconds * 1000.0));
-    }
-    play(scenario, run);
-    tarn::replay::endRecording();
+    if (arguments.record.empty())
+        play(scenario, run);
+    else if (!playRecorded(scenario, run, arguments))
+        return true;
     if (progress && isatty(STDERR_FILENO) == 1) fmt::print(stderr, "\r\033[K");
 
     const std::filesystem::path page = arguments.out / fmt::format("{}.html", scenario.name);

@@ -15,6 +15,8 @@ int main(int argc, char** argv) {
             "%s: %ld cycles, currents differ in %ld by at most %d, blocks in %ld words, answers in %ld\n",
             found.title.c_str(), found.cycles, found.cyclesOff, found.largestOff, found.wordsOff,
             found.answersOff);
+        if (found.signsOff > 0)
+            std::printf("  %ld words hold a non-number of the other sign\n", found.signsOff);
         if (found.cyclesOff > 0) std::printf("  first current in cycle %ld\n", found.firstOff);
         if (found.wordsOff > 0) std::printf("  first word %s\n", found.firstWord.c_str());
         for (const auto& function : found.functions) {

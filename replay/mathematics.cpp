@@ -102,7 +102,7 @@ int main(int argc, char** argv) {
             std::printf("%-10s %-8s %8d of %d differ, by at most %llu units\n", function.name,
                         function.ofLibrary ? "library" : "host", off, kArguments,
                         static_cast<unsigned long long>(most));
-        same = same && off == 0;
+        same = same && (off == 0 || !function.ofLibrary);
     }
     std::fclose(file);
     return same ? 0 : 1;

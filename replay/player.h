@@ -23,6 +23,7 @@ struct Differences {
     long firstOff = -1;     // cycle, from 0
     int largestOff = 0;     // thousandths of the rated torque
     long wordsOff = 0;      // words of the blocks that the library left otherwise, over all calls
+    long signsOff = 0;      // words with a non-number in both: its sign is the processor's
     std::string firstWord;  // of these, "mpb + 128, call 17"
     long answersOff = 0;    // services asked in another order than in the recording
     std::vector<FunctionDifferences> functions;

@@ -37,6 +37,7 @@ says a/hold.html
 [ "$(head -c 12 "$folder/a/hold.csv")" = time_s,jC_de ] || { echo "no heading row"; failed=1; }
 expect 0 run --all --seconds 2 --seed 3 --out "$folder/b"
 expect 0 run hold-dynamics --seconds 2 --robot-type 902 --out "$folder/d"
+expect 2 run --all --record "$folder/r" --out "$folder/c"
 expect 1 run hold --seconds 2 --load 2 --load-error 1 --out "$folder/c"
 says FAIL
 [ -s "$folder/c/hold.html" ] || { echo "no page of a failed run"; failed=1; }

@@ -546,7 +546,7 @@ const char* const kPageScript = R"js(
     // a link to a part of the run opens at the plots
     const zoomed = location.hash.startsWith("#zoom");
     readAddress();
-    if (zoomed) plots.scrollIntoView();
+    if (zoomed) window.addEventListener("load", () => requestAnimationFrame(() => plots.scrollIntoView()));
 })();
 )js";
 

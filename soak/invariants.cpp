@@ -22,6 +22,7 @@
 #include "identification/scripted_run.h"
 #include "identification/sensor_load.h"
 #include "identification/single_joint.h"
+#include "model/payload.h"
 #include "numeric/filter_records.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tmcforceblock.h"
@@ -185,7 +186,8 @@ void identification(const Check& c) {
     c.number("diffTorque6Sum", scriptedRun.diffTorque6Sum);
     c.range("recordCount", sensorLoad.recordCount, 0, LOADIDENTIFYRECORDNUM);
     c.range("dynCount", sensorLoad.dynCount, 0, kMany);
-    c.range("loadWeight", mpb.loadWeight, 0, 100);
+    c.number("loadWeight", mpb.loadWeight);
+    c.range("loadWeight", mpb.loadWeight, 0, tarn::heaviestLoad(mcb.robotType));
     c.numbers("loadCoord", mpb.loadCoord);
 }
 

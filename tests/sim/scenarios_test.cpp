@@ -132,7 +132,7 @@ TEST(Guide, ShowsTheHandAsFourLines) {
     const std::size_t plot = page.find("Force of the hand, base frame");
     ASSERT_NE(plot, std::string::npos);
     EXPECT_NE(page.find(">magnitude</span>", plot), std::string::npos);
-    EXPECT_EQ(page.find("joint", plot), std::string::npos);
+    EXPECT_EQ(page.substr(plot, page.find("</section>", plot) - plot).find("joint"), std::string::npos);
     for (const auto& [name, value] : run.findings) EXPECT_NE(page.find(value), std::string::npos) << name;
 }
 
@@ -444,7 +444,7 @@ TEST(Polish, LearnsTheWaves) {
     }
 }
 
-class EachScenario : public testing::TestWithParam<const Scenario*> {};
+class EachScenario : public testing::TestWithParam<std::string> {};
 
 // The blocks and the library's state are the process's own: a run must not show in the next. And all of its
 // cycles are under the guard, as those of the other tests here, in which each scenario plays to its end.
@@ -454,7 +454,7 @@ TEST_P(EachScenario, LeavesNothingBehindAndKeepsToRealTimeRules) {
     };
     const auto first = stand();
     const long before = guardedCycles();
-    const auto run = runOf(*GetParam(), {.robotType = 301, .load = 2.0, .seconds = 2.0});
+    const auto run = runOf(GetParam(), {.robotType = 301, .load = 2.0, .seconds = 2.0});
     const double cycles = static_cast<double>(guardedCycles() - before);
     EXPECT_GE(cycles, 1e3 * run.simulation->time() - 0.5);
     EXPECT_GT(cycles, 0.0);
@@ -465,14 +465,15 @@ TEST_P(EachScenario, LeavesNothingBehindAndKeepsToRealTimeRules) {
 
 // The gains of pressing are the same as pressing, 70 times: they have a test of their own, under the guard,
 // too.
-std::vector<const Scenario*> walked() {
-    std::vector<const Scenario*> all(scenarios().begin(), scenarios().end());
-    std::erase_if(all, [](const Scenario* scenario) { return scenario->name == std::string("press-gains"); });
+std::vector<std::string> walked() {
+    std::vector<std::string> all;
+    for (const Scenario* scenario : scenarios()) all.emplace_back(scenario->name);
+    std::erase(all, "press-gains");
     return all;
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, EachScenario, testing::ValuesIn(walked()), [](const auto& scenario) {
-    std::string name = scenario.param->name;
+    std::string name = scenario.param;
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 });

@@ -13,6 +13,7 @@
 
 #include "replay/recorder.h"
 #include "sim/arguments.h"
+#include "sim/campaign_command.h"
 #include "sim/export_command.h"
 #include "sim/parallel.h"
 #include "sim/report.h"
@@ -229,6 +230,8 @@ int main(int argc, char** argv) {
     CLI::App* toExport = app.add_subcommand("export-model", "Write an arm for other programs");
     ExportOptions exportOptions;
     addExportOptions(*toExport, exportOptions);
+    CampaignArguments campaignArguments;
+    const CLI::App* campaigning = addCampaign(app, campaignArguments);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -241,6 +244,14 @@ int main(int argc, char** argv) {
         return kPass;
     }
     if (toExport->parsed()) return exportModel(exportOptions) ? kPass : kUsage;
+    if (campaigning->parsed()) {
+        try {
+            return campaign(*campaigning, campaignArguments) ? kPass : kFail;
+        } catch (const std::exception& error) {
+            fmt::print(stderr, "tarnsim: {}\n", error.what());
+            return kUsage;
+        }
+    }
     if (const std::string complaint = complete(arguments, *run); !complaint.empty()) {
         fmt::print(stderr, "tarnsim: {}\n\n{}", complaint, run->help());
         return kUsage;

@@ -1,7 +1,5 @@
 #include "sim/report_index.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <fstream>
@@ -9,6 +7,7 @@
 #include <stdexcept>
 
 #include "sim/json.h"
+#include "sim/replace_file.h"
 #include "sim/report.h"
 #include "sim/report_page.h"
 #include "sim/report_text.h"
@@ -18,18 +17,6 @@ namespace tarn::sim {
 namespace {
 
 constexpr const char* kFormat = "tarnsim run 1";
-
-// Several processes may write into one folder: each writes aside and puts its file in place in one go.
-void replaceFile(const std::filesystem::path& file, const Text& text) {
-    std::filesystem::path aside = file;
-    aside += fmt::format(".{}.part", getpid());
-    std::ofstream stream(aside, std::ios::binary);
-    stream.write(text.data(), static_cast<std::streamsize>(text.size()));
-    stream.close();
-    std::error_code error;
-    if (stream) std::filesystem::rename(aside, file, error);
-    if (!stream || error) throw std::runtime_error(fmt::format("cannot write {}", file.string()));
-}
 
 template <typename Rows, typename Use>
 void putList(Text& text, const char* name, const Rows& rows, const Use& use) {
@@ -148,7 +135,7 @@ void writeSummary(const Scenario& scenario, const Run& run, const std::filesyste
     });
     put(text, ",\n\"page\": {},\n\"data\": {},\n\"thumbnail\": {}}}\n", quotedJson(stem + ".html"),
         quotedJson(stem + ".csv"), quotedJson(thumbnail(scenario, run)));
-    replaceFile(file, text);
+    replaceFile(file, {text.data(), text.size()});
 }
 
 void writeIndex(const std::filesystem::path& folder) {
@@ -174,7 +161,7 @@ void writeIndex(const std::filesystem::path& folder) {
     put(text, "<div class=\"cards\">\n");
     for (const Summary& summary : all) putCard(text, summary);
     put(text, "</div>\n</body>\n</html>\n");
-    replaceFile(folder / "index.html", text);
+    replaceFile(folder / "index.html", {text.data(), text.size()});
 }
 
 }  // namespace tarn::sim

@@ -35,7 +35,6 @@ expect 0 run hold --seconds 2 --robot-type 1001 --mount ceiling --load 20 --out 
 says a/hold.html
 [ -s "$folder/a/hold.html" ] && [ -s "$folder/a/hold.csv" ] || { echo "no files"; failed=1; }
 [ "$(head -c 12 "$folder/a/hold.csv")" = time_s,jC_de ] || { echo "no heading row"; failed=1; }
-expect 0 run --all --seconds 2 --seed 3 --out "$folder/b"
 expect 0 run hold-dynamics --seconds 2 --robot-type 902 --out "$folder/d"
 expect 2 run --all --record "$folder/r" --out "$folder/c"
 expect 1 run hold --seconds 2 --load 2 --load-error 1 --out "$folder/c"
@@ -48,6 +47,30 @@ for format in mjcf urdf; do
 done
 expect 0 export-model --robot-type 101 --torque-model 0
 says '<mujoco model="arm_101">'
+
+expect 0 run --all --seconds 2 --seed 3 --jobs 2 --out "$folder/b"
+[ "$(sed -n 's/^\([a-z-]*\): pass$/\1/p' "$folder/text")" = "$("$tarnsim" list | awk '{print $1}')" ] ||
+    { echo "not in the order of the list"; cat "$folder/text"; failed=1; }
+[ -s "$folder/b/index.html" ] || { echo "no index"; failed=1; }
+
+# campaigns: the plots find what the scenarios tell
+expect 0 campaign --scenarios hold --seconds 0.2 --loads 0,1 --pages all --out "$folder/e"
+says '2 cells pass'
+[ -s "$folder/e/pages/1-hold.html" ] || { echo "no page of a cell"; failed=1; }
+expect 0 campaign --preset detection --robot-types 101 --seeds 0 --out "$folder/f"
+expect 0 campaign --preset false-alarm-hour --robot-types 101 --seeds 1 --seconds 1 --out "$folder/g"
+for plot in f/plots/detection-time f/plots/detection-force f/plots/largest-force f/plots/hand-time \
+    f/plots/smallest-push f/plots/static-push g/plots/false-alarms g/plots/false-alarm-share; do
+    grep -q '<circle class="mark" ' "$folder/$plot.svg" || { echo "nothing in $plot.svg"; failed=1; }
+done
+expect 1 campaign --scenarios hold --seconds 0.2 --friction 0,1 --out "$folder/h"
+expect 2 campaign --scenarios hold --seconds 0.3 --friction 0,1 --out "$folder/h"
+says 'another campaign'
+expect 2 campaign
+expect 2 campaign --preset dance
+expect 2 campaign --merge "$folder/h" --seeds 1
+expect 2 campaign --merge "$folder/h" --shard 1/2
+expect 2 run --all --jobs 0
 
 expect 2
 expect 2 dance

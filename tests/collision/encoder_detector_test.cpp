@@ -43,24 +43,26 @@ TEST(EncoderDetector, AllowsTheTorqueOfTheLevelOverTheStiffnessUnderTheLoad) {
     const std::vector<int> light = {1, 100}, middle = {101, 200}, large = {201, 400}, heavy = {401, 500, 1001, 1100},
                            others = {-1, 501, 702, 903, 1000, 1101};
     struct Case { float level, load; double torque, k; };
-    const struct { std::vector<int> types; int joint; std::vector<Case> cases; } rows[] = {
-        {{0},    2, {{1, 40, 25, 410},    {2, -70, 33, 700},    {3, 70.1f, 41, 900}}},    {{0},    5, {{1, 5, 8.5, 52},     {2, 20, 10.5, 140},   {3, -21, 13, 170}}},
-        {light,  2, {{1, 2, 16, 195},     {2, -6.8f, 23, 228},  {3, 7, 29, 308}}},        {light,  3, {{4, 6.8f, 15.5, 52}, {5, 12, 17.5, 140},   {6, -12.1f, 20, 170}}},
-        {middle, 0, {{4, 15, 50, 566.25}, {5, 50, 58, 712.5},   {6, 50.1f, 66, 818.75}}}, {middle, 4, {{7, 2, 22.5, 52},    {8, 6.8f, 24, 70},    {9, 7, 27.5, 85}}},
-        {large,  1, {{1, 30, 90, 850},    {5, 110, 215, 1630},  {10, 111, 363, 2738}}},   {large,  2, {{7, 15, 75, 410},    {8, -50, 83, 700},    {9, 51, 91, 900}}},
-        {large,  3, {{4, 6.8f, 35, 39.6}, {5, 12, 40, 116.4},   {10, 13, 70, 166.8}}},    {heavy,  2, {{1, 29, 55, 1062.5}, {5, 108, 120, 1630},  {10, 109, 201, 2738}}},
-        {heavy,  3, {{1, 14, 24, 410},    {5, 48, 54, 700},     {10, 49, 91, 900}}},      {others, 2, {{100, 15, 100, 410}, {3.99f, 50, 41, 700}, {0.5f, NAN, 25, 900}}},
-        {heavy,  1, {{1, 54, 170, 5804},  {3, 196, 288, 8360},  {5, -700, 400, 7274.7},   {10, 701, 680, 9274.7}}},
-        {others, 3, {{NAN, 2, 8.5, 52},   {-1e9f, 6.8f, 8.5, 140}, {INFINITY, -INFINITY, 32, 170}}}};
-    for (const auto& [types, joint, cases] : rows)
+    const std::vector<int> front{0, 1}, elbow{2}, upper{0, 1, 2}, wrist{3, 4, 5};
+    const struct { std::vector<int> types, joints; std::vector<Case> cases; } rows[] = {
+        {{0},    upper, {{1, 40, 25, 410},    {2, -70, 33, 700},    {3, 70.1f, 41, 900}}},    {{0},    wrist, {{1, 5, 8.5, 52},     {2, 20, 10.5, 140},   {3, -21, 13, 170}}},
+        {light,  upper, {{1, 2, 16, 195},     {2, -6.8f, 23, 228},  {3, 7, 29, 308}}},        {light,  wrist, {{4, 6.8f, 15.5, 52}, {5, 12, 17.5, 140},   {6, -12.1f, 20, 170}}},
+        {middle, upper, {{4, 15, 50, 566.25}, {5, 50, 58, 712.5},   {6, 50.1f, 66, 818.75}}}, {middle, wrist, {{7, 2, 22.5, 52},    {8, 6.8f, 24, 70},    {9, 7, 27.5, 85}}},
+        {large,  front, {{1, 30, 90, 850},    {5, 110, 215, 1630},  {10, 111, 363, 2738}}},   {large,  elbow, {{7, 15, 75, 410},    {8, -50, 83, 700},    {9, 51, 91, 900}}},
+        {large,  wrist, {{4, 6.8f, 35, 39.6}, {5, 12, 40, 116.4},   {10, 13, 70, 166.8}}},    {heavy,  elbow, {{1, 29, 55, 1062.5}, {5, 108, 120, 1630},  {10, 109, 201, 2738}}},
+        {heavy,  wrist, {{1, 14, 24, 410},    {5, 48, 54, 700},     {10, 49, 91, 900}}},      {others, upper, {{100, 15, 100, 410}, {3.99f, 50, 41, 700}, {0.5f, NAN, 25, 900}}},
+        {heavy,  front, {{1, 54, 170, 5804},  {3, 196, 288, 8360},  {5, -700, 400, 7274.7},   {10, 701, 680, 9274.7}}},
+        {others, wrist, {{NAN, 2, 8.5, 52},   {-1e9f, 6.8f, 8.5, 140}, {INFINITY, -INFINITY, 32, 170}}}};
+    for (const auto& [types, joints, cases] : rows)
         for (int type : types) {
             start(type);
             warmUp();
-            for (const auto& [level, load, torque, k] : cases) {
-                mpb.collisionLevel[joint] = level;
-                call(joint, load);
-                EXPECT_EQ(mpb.dualEncCollisionValue[joint], torque / k) << type << " J" << joint + 1 << " " << level;
-            }
+            for (const auto& [level, load, torque, k] : cases)
+                for (int joint : joints) {
+                    mpb.collisionLevel[joint] = level;
+                    call(joint, load);
+                    EXPECT_EQ(mpb.dualEncCollisionValue[joint], torque / k) << type << " J" << joint + 1 << " " << level;
+                }
         }
 }
 // clang-format on

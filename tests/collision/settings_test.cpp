@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 #include "support/fixture.h"
 #include "tmcforceblock.h"
@@ -81,6 +83,19 @@ TEST(CollisionSettings, PersistWhatTheyStoreAndTellTheBoardInCharge) {
     EXPECT_EQ(mcb.collisionDetection.powerLimit, 0.1);  // another limit than the board's
 }
 
+TEST(CollisionSettings, TakeSixCustomThresholdsOfEachKind) {
+    fixture::start(101);
+    COLLISION_DETECTION want = mcb.collisionDetection;
+    Levels joints = {1, 2, 3, 4, 5, 6};
+    float tool[] = {11, 12, 13, 14, 15, 16, 17};  // one more than it may read
+    want.CustomCollisionFlag = 3;
+    std::copy_n(joints.data(), 6, want.jointDetectionThreshold);
+    std::copy_n(tool, 6, want.tcpDetectionThreshold);
+    EXPECT_EQ(zvmcSetCustomCollisionDetection(3, joints.data(), tool), 0);
+    EXPECT_EQ(std::memcmp(&mcb.collisionDetection, &want, sizeof want), 0);
+    EXPECT_EQ(told(), "");
+}
+
 TEST(CollisionLevel, IsTemporaryUnlessConfiguredAndStopsAtABadOne) {
     fixture::start(101);
     EXPECT_EQ(level(1, {0, 1, 2.5f, 10, 50, 100}, 1), 0);
@@ -93,12 +108,14 @@ TEST(CollisionLevel, IsTemporaryUnlessConfiguredAndStopsAtABadOne) {
     const float rounded = std::nextafter(2.5f, 3.0f);
     EXPECT_EQ(level(0, {7, 7, rounded, 7, 7, 7}, 2), 0);
     EXPECT_EQ(mpb.collisionErrorCount[5], 0);
-    EXPECT_EQ(mpb.currentLine, 33);
+    EXPECT_EQ(std::exchange(mpb.currentLine, 0), 33);
 
     std::fill_n(mpb.collisionErrorCount, 6, 4);
     EXPECT_EQ(level(0, {8, -0.1f}, 1), -1);
+    EXPECT_EQ(std::exchange(mpb.currentLine, 0), 33);
     EXPECT_EQ(level(0, {8, 9, rounded, 100.5f, 9, 9}, 1), -1);
     EXPECT_EQ(mcb.paraError, zvCtlCollisionLevelNumError);
+    EXPECT_EQ(mpb.currentLine, 33);
     EXPECT_EQ(std::to_array(mpb.collisionLevel), (Levels{8, 9, rounded, 7, 7, 7}));
     EXPECT_EQ(mpb.collisionErrorCount[3], 4);
 

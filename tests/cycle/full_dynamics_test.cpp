@@ -129,8 +129,9 @@ TEST(FullDynamics, TheWrapperWritesEveryElementOfItsMassMatrix) {
     const auto& [name, shape, sdh, mass, center, tensor, rotor] = tarn::kSetB;
     double MM[6][6], tau[6];
     for (auto& row : MM) std::fill_n(row, 6, fixture::kNan);
-    zvtmczvdynamicblock(frame.q->v, frame.exLoad, tau, Single(sdh).v, Single(mass).v, Single(center).v,
-                        Single(tensor).v, Single(rotor).v, nullptr, MM);
+    EXPECT_EQ(zvtmczvdynamicblock(frame.q->v, frame.exLoad, tau, Single(sdh).v, Single(mass).v,
+                                  Single(center).v, Single(tensor).v, Single(rotor).v, nullptr, MM),
+              0);
     const Model want = modelOf(101);
     for (int i = 0; i < 36; i++) EXPECT_EQ(MM[i / 6][i % 6], i % 7 == 0 ? want.inertia[i / 7] : 0) << i;
 }

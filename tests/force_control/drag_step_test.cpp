@@ -141,7 +141,6 @@ TEST_P(DragStep, FollowsTheLawFromItsFirstStepOn) {
     copy({5, 6, 7, 0.5, 0.6, 0.7}, set.M), copy({90, 80, 70, 9, 8, 7}, set.B);
     copy({100, 200, 0, 10, 0, 20}, set.K), copy({9, 0, 0, 0.4, 0, 0}, set.F);
     set.Fmax = 40;
-    set.adaptive_sign = GetParam() / 4 % 2;
     set.interfere_drag_sign = GetParam() / 8;
     mcb.forceControl.forceSensorRcs = static_cast<uint8_t>(frame);
     mpb.TOOL = pose(rpy(20, -30, 110), {30, -20, 90});
@@ -153,6 +152,7 @@ TEST_P(DragStep, FollowsTheLawFromItsFirstStepOn) {
     Law law;
     Wrench push;
     for (int n = 0; n < 600; n++) {
+        set.adaptive_sign = GetParam() / 4 % 2 == 1 && n >= 100;
         if (n % 60 == 0)
             push = random.wrench(n % 180 == 0 ? 1 : 60), push.tail<3>() /= n % 120 == 0 ? 20 : 80;
         mpb.forceRCS = record(push + random.wrench(0.2));
@@ -168,6 +168,20 @@ TEST_P(DragStep, FollowsTheLawFromItsFirstStepOn) {
     }
     EXPECT_GT(law.p.norm(), 0.3);
     EXPECT_EQ(law.peaks > 10, set.adaptive_sign == 1);
+}
+
+TEST(DragStepWall, WatchesNoJointZoneWhileItIsOff) {
+    for (int on : {0, 1, 2}) {
+        start();
+        set.interfere_drag_sign = on;
+        mcb.interfereDrag = 1;
+        mcb.interfereJoint.setFlag_joint = mcb.interfereJoint.enable_joint[1] = 1;
+        mcb.interfereJoint.min_joint[1] = -90, mcb.interfereJoint.max_joint[1] = -70;
+        TRSF goal;
+        EXPECT_EQ(step(&goal), 0);
+        EXPECT_EQ(drag.jointInterFlag[1], on == 1);
+        EXPECT_EQ(callText().find("tmcDragSwitch") != std::string::npos, on == 1);
+    }
 }
 
 TEST(DragStepForce, IsLimitedByAxisAndThenDeadByItsLength) {
@@ -201,7 +215,7 @@ TEST(DragStepAdmittance, LimitsTheSpeedByTheSquareOfALargeDamping) {
         for (int i = 0; i < 6; i++) {
             b[i] = damping * (i < 3 ? 10000 : 50);
             F[i] = sign * 1e5;
-            zvmcAdmittanceControl(i, M, b, K, F, kDt, x, v, way);
+            EXPECT_EQ(zvmcAdmittanceControl(i, M, b, K, F, kDt, x, v, way), 0);
             EXPECT_NEAR(v[i], sign * share * (i < 3 ? 0.2 : 0.349), 1e-12) << damping << " axis " << i;
             EXPECT_NEAR(way[i], kDt * v[i], 1e-15);
         }

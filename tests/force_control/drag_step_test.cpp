@@ -201,6 +201,7 @@ TEST(DragStepForce, IsLimitedByAxisAndThenDeadByItsLength) {
         mpb.forceRCS = record(Wrench(row.F));
         TRSF goal;
         step(&goal);
+        EXPECT_EQ(std::memcmp(drag.F0, row.F, sizeof row.F), 0) << "as sensed";
         EXPECT_TRUE(fixture::near(AdmittanceF[0], kFirstTap * row.force, 1e-15)) << &row - rows;
         EXPECT_TRUE(fixture::near(AdmittanceF[3], kFirstTap * row.moment, 1e-15)) << &row - rows;
     }

@@ -200,11 +200,12 @@ TEST(ForceDragNonNumbers, AreLoggedAndMoveNothing) {
 }
 
 TEST(ForceDragHandOver, ReturnsFromJointDragInMotionAndClearOfSingularities) {
-    const double rows[][4] = {// joint, angle, speed of the tool, back; joint 0 stands for the shoulder
-                              {1, 0, 50.1, 1},      {2, -170, 50.1, 1}, {2, 20, -50.1, 1},  {2, -19.9, 50.1, 0},
-                              {4, 179, 50.1, 1},    {4, -20, 50.1, 1},  {4, 19.9, 50.1, 0}, {5, -160, 50.1, 1},
-                              {5, 160.1, 50.1, 0},  {3, 70, 50.1, 1},   {3, 70.1, 50.1, 0}, {3, -250, 50.1, 1},
-                              {3, -250.1, 50.1, 0}, {0, 0, 50.1, 0},    {1, 0, -50, 0},   {1, 0, 50, 0}};
+    const double rows[][4] = {
+        // joint, angle, speed of the tool, back; joint 0 stands for the shoulder
+        {1, 0, 50.1, 1},      {2, -170, 50.1, 1}, {2, 20, -50.1, 1},  {2, -19.9, 50.1, 0},
+        {4, 179, 50.1, 1},    {4, -20, 50.1, 1},  {4, 19.9, 50.1, 0}, {5, -160, 50.1, 1},
+        {5, 160.1, 50.1, 0},  {3, 70, 50.1, 1},   {3, 70.1, 50.1, 0}, {3, -250, 50.1, 1},
+        {3, -250.1, 50.1, 0}, {0, 0, 50.1, 0},    {1, 0, -50, 0},     {1, 0, 50, 0}};
     for (const auto& [joint, angle, speed, back] : rows)
         for (int mode : {1, 2}) {
             start();

@@ -15,13 +15,13 @@ using fixture::near;
 
 TEST(Pid, WindsUpAndIsHeldOnlyInItsResult) {
     PID held = {1, 1, 1, 9, 9, 9}, open = held;
-    for (PID* pid : {&held, &open}) PIDInit(pid, 4.0 / 256, 2.0 / 256, 1.0 / 256);
+    for (PID* pid : {&held, &open}) EXPECT_EQ(PIDInit(pid, 4.0 / 256, 2.0 / 256, 1.0 / 256), 0);
     // the error, and 256 times the result that is not held
     const double rows[][2] = {{1, 7}, {2, 15}, {-1, -3}, {-8, -51}, {0, -4}, {kInf, kInf}, {1, kNan}};
     for (const auto& [error, want] : rows) {
         double free, bounded;
-        PID_increase_Calc(&open, error, &free);
-        PIDCalc(&held, error, &bounded);
+        EXPECT_EQ(PID_increase_Calc(&open, error, &free), 0);
+        EXPECT_EQ(PIDCalc(&held, error, &bounded), 0);
         EXPECT_TRUE(near(free, want / 256, 0)) << error << ": " << free;
         EXPECT_TRUE(near(bounded, std::clamp(want / 256, -0.05, 0.05), 0)) << error << ": " << bounded;
     }
@@ -85,11 +85,11 @@ TEST(Learning, BuildsUponEarlierRunsReplaysAndEndsWithItsStore) {
 
 TEST(Compliance, RefusesNegativesAndActsBelowItsForceOnly) {
     const auto& [setFlag, setFd, setP] = mcb.forceControl.compliance;
-    const double settings[][3] = {{0.25, 8, 2}, {-1e-9, 1, 1}, {1, -1e-9, 1}, {1, 1, -1}};
-    for (const auto& [p, Fd, flag] : settings) {  // only the first is good
+    const double settings[][3] = {{0, 0, 0}, {0.25, 8, 2}, {-1e-9, 1, 1}, {1, -1e-9, 1}, {1, 1, -1}};
+    for (const auto& [p, Fd, flag] : settings) {  // only the first two are good
         mpb.currentLine = 3, mcb.ioError = {};
         const bool good = zvmcCompliancestartstop(p, Fd, static_cast<int>(flag), 50) == 0;
-        EXPECT_EQ(good, flag == 2);
+        EXPECT_EQ(good, flag == 0 || flag == 2);
         EXPECT_TRUE(good == (mpb.currentLine != 50) && good == (mcb.ioError != zvCtlIOVALUEError));
     }
     EXPECT_TRUE(setFlag == 2 && setFd == 8 && setP == 0.25);
@@ -101,7 +101,7 @@ TEST(Compliance, RefusesNegativesAndActsBelowItsForceOnly) {
                               {1, 8, kNan, 4}};
     for (const auto& [flag, Fd, F, want] : rows) {
         double sum = 4;
-        Compliancecontrol(0.25, Fd, F, static_cast<int>(flag), sum, &sum);
+        EXPECT_EQ(Compliancecontrol(0.25, Fd, F, static_cast<int>(flag), sum, &sum), 0);
         EXPECT_EQ(sum, want) << flag << " " << Fd << " " << F;
     }
 }
@@ -117,7 +117,7 @@ TEST(Integrator, AcceleratesItsMassUntilDampingAndSpringHoldTheForce) {
         for (int n = 0; n < 50000; n++) zvmcFTControl_Admittance(axis, m, b, k, force, 0.002, way);
         EXPECT_NEAR(way[axis], 0.002 * net / b[axis], 1e-6) << axis;
     }
-    for (int beside : {-1, 6}) zvmcFTControl_Admittance(beside, m, b, k, force, 0.002, nullptr);
+    for (int beside : {-1, 6}) EXPECT_EQ(zvmcFTControl_Admittance(beside, m, b, k, force, 0.002, nullptr), 0);
 }
 
 TEST(Normal, SettlesAtTheAngleOfTheContactAndKeepsANonNumber) {

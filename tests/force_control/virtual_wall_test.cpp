@@ -91,6 +91,8 @@ TEST(VirtualWall, DampsTheWayToAForbiddenBox) {
         for (double x : {-100.0, 0.0, 300.0}) EXPECT_TRUE(damps(wall({x, 300, 0}, {-9, 9, 9}), 15000, 1000));
         EXPECT_TRUE(damps(wall({-150, 0, 0}, {kNan, 0, 0}), 0, 0));
     }
+    start(0);  // where the ceiling is near, a hundredth of a micrometer shows
+    EXPECT_NEAR(wall({-105.1, 0, 0}, {1, 0, 0}).v[0], 800 * (100.001 / 5.101 - 1), 0.01);
     start(0, 2);  // other methods: the base frame's origin
     EXPECT_TRUE(dampsAt(wall({0, 0, 50}, {0, 0, -1}), 50));
     start(0);

@@ -333,7 +333,7 @@ TEST(LoadTable, ChecksInOrderAndPersistsByRecord) {
     EXPECT_EQ(tmcSetLoadPara(0, -1e-7, {fixture::kNan, 0, 0}, 3), 0);  // as the comparisons have it
 
     mcb.robotType = 950;  // carries anything
-    for (const int number : {0, 7, 10, 19}) {
+    for (const int number : {0, 9, 10, 19}) {
         fixture::forgetCalls();
         EXPECT_EQ(tmcSetLoadPara(static_cast<uint8_t>(number), 1.5 + number, {-1000, 1000, 2.5}, 40 + number), 0);
         EXPECT_EQ(mpb.currentLine, 40 + number);

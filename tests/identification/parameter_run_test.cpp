@@ -158,7 +158,7 @@ TEST(ParameterRun, FindsTheParametersBehindTheTorque) {
 TEST(ParameterRun, KeepsWhatNobodyClears) {
     fixture::start(103);
     zvmcdynfiltresert();
-    Store_free();  // nothing there yet
+    EXPECT_EQ(Store_free(), 0);  // nothing there yet
     tmcComIdentifySum(2);
     tmcComIdentifyInv(solveX.X);
     zvmcdynstoreresert();

@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "force_control/regulators.h"
 #include "guiding/regulator_reference.h"
 #include "identification/parameter_solution.h"
 #include "numeric/filter_records.h"
@@ -106,6 +107,13 @@ TEST(Filters, AreTheirDifferenceEquationsFromTheFirstSampleOn) {
             section.record.index = 0;
             expectEquation(section.name, section.set, [&](double x) { return sample(section, i, x); });
         }
+    spoilHistories();
+    forceFilters.filt7.index = forceFilters.filt8.index = 0;
+    expectEquation("one signal", S4,
+                   [](double x) { return filterSingleSignal(forceFilters.filt7, buttordFTControl, x); });
+    expectEquation("one signal", S6, [](double x) {
+        return filterSingleSignal(forceFilters.filt8, buttordFTControlThetaf, x);
+    });
     double y;
     for (auto [flag, set] : {std::pair{0, &S8}, {1, &S1}, {2, &S9}}) {
         BUTTERWORTHFILTER f;

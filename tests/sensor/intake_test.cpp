@@ -107,13 +107,15 @@ TEST(SensorIntake, AnAlarmLineClosesInEveryCycleAndTheReadingGoesOn) {
             force.endforcedrag.flag = force.forceandtorquedrag.status = 1;
             cycle(act, 18, 0, {-300, 200, 100, 30, -20, 10});
             const unsigned state = act == 1 ? n >> 3 & 3 : 0;
-            EXPECT_EQ(force.forceSensorState, state) << n;
+            uint8_t told = 9;
+            EXPECT_EQ(zvmcGetForceSensorState(&told), 0);
+            EXPECT_EQ(told, state) << n;
             EXPECT_EQ(force.endforcedrag.flag, state == 0) << n;
             EXPECT_EQ(force.forceandtorquedrag.status, state == 0) << n;
             EXPECT_NEAR(mpb.forceRCS.fx, -30.0 * act, 1e-12);
 
             uint32_t telegram[2] = {n << 24 | 0xabcdef, n};
-            axleSensorDataMonitor(telegram);
+            EXPECT_EQ(axleSensorDataMonitor(telegram), 0);
             const uint8_t *shown = mpb.junkongTest, kind = n % 16;
             EXPECT_EQ(shown[0], kind);
             EXPECT_EQ(shown[1] << 8 | shown[2], kind == 7 ? 0xab00 : kind == 8 ? 0xab : 0);
@@ -143,6 +145,9 @@ TEST(SensorSettings, FollowTheAnnouncementOrAreRefused) {
         EXPECT_EQ(calls(), want);
         EXPECT_EQ(mpb.currentLine, *to == 0 ? 7 : 0);
     }
+    fixture::forgetCalls();
+    EXPECT_EQ(tmcAxleSensorRegWrite(1, 2, 3, 4, 500, 65535), 0);
+    EXPECT_EQ(calls(), Lines{"zvHalSetAxleSensorData 1 2 3 4 500 65535"});
     fixture::forgetCalls();
     float place[6] = {1.5f, -2, 3, 40, -50.25f, 6};
     EXPECT_EQ(tmcSetForceSensorRcs(2, place, 12), 0);

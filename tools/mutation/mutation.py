@@ -71,7 +71,10 @@ class Chooser:
         programs = {}
         for test in sorted(chosen | rest, key=weight, reverse=True):
             programs.setdefault(self.bed.tests[test], []).append(test)
-        return programs
+        # those first that run the statement, and of these the ones that need not be compiled anew
+        def cost(program):
+            return programs[program][0] not in chosen, self.bed.compiles_anew(program, change.path)
+        return {p: programs[p] for p in sorted(programs, key=cost)}
 
 
 def try_change(bed, place, chooser, change):

@@ -114,6 +114,9 @@ class Testbed:
         if done.returncode:
             raise NotCompiling(done.stdout.decode(errors="replace"))
 
+    def compiles_anew(self, program, path):
+        return any(path in self.includes.get(part, ()) for part in self.link[program])
+
     def run_test(self, test, program, place, cpu_limit, env=None):
         """(passed, by time, processor seconds)"""
         place.mkdir(parents=True, exist_ok=True)

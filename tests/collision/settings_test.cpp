@@ -80,6 +80,8 @@ TEST(CollisionSettings, PersistWhatTheyStoreAndTellTheBoardInCharge) {
             want += kFile + "SAFETY_PARAM MOMENTUMPOWER_" + entry;
         EXPECT_EQ(told(), want);
     }
+    uint8_t state = 9;
+    EXPECT_TRUE(tmcGetCollisionState(&state) == 0 && state == mcb.collisionStateback);
     EXPECT_EQ(mcb.collisionDetection.powerLimit, 0.1);  // another limit than the board's
 }
 

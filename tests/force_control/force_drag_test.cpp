@@ -115,6 +115,7 @@ TEST(ForceDragGate, IsClosedByEachConditionAloneAndThenClearsTheDrag) {
         EXPECT_EQ(cycle(), kMoved) << &close - conditions;
         for (int i = 0; i < 6; i++) EXPECT_NEAR(mpb.jC.v[i], stand.v[i], 5e-3);
     }
+    EXPECT_TRUE(zvmcEndForceDragParamReset() == 0 && drag.motion.Fflag == 0);
 }
 
 // A pull moves the tool along an axis of the frame at F / B; a turn leaves the flange in place, or the tool's

@@ -73,7 +73,7 @@ void fill(T (&values)[6], double value) {
 
 Settings settingsOf(const std::string& text) {
     Settings settings;
-    for (int i = 0; i < kSwitches; i++) settings[i] = kTable[i].values.front();
+    for (std::size_t i = 0; i < kSwitches; i++) settings[i] = kTable[i].values.front();
     std::istringstream words(text);
     for (std::string word; words >> word;) {
         const std::size_t equals = word.find('=');
@@ -81,14 +81,14 @@ Settings settingsOf(const std::string& text) {
                                       [&](const auto& one) { return one.name == word.substr(0, equals); });
         if (equals == std::string::npos || row == std::end(kTable))
             throw std::invalid_argument("no setting " + word);
-        settings[row - std::begin(kTable)] = std::stoi(word.substr(equals + 1));
+        settings[static_cast<std::size_t>(row - std::begin(kTable))] = std::stoi(word.substr(equals + 1));
     }
     return settings;
 }
 
 std::string textOf(const Settings& settings) {
     std::string text;
-    for (int i = 0; i < kSwitches; i++) {
+    for (std::size_t i = 0; i < kSwitches; i++) {
         if (i != Type && settings[i] == kTable[i].values.front()) continue;
         if (!text.empty()) text += ' ';
         text += kTable[i].name;
@@ -100,22 +100,22 @@ std::string textOf(const Settings& settings) {
 
 namespace {
 
-int anyValue(int which, soak::Random& random) {
+int anyValue(std::size_t which, soak::Random& random) {
     const std::vector<int>& values = kTable[which].values;
-    return values[random.below(static_cast<int>(values.size()))];
+    return values[static_cast<std::size_t>(random.below(static_cast<int>(values.size())))];
 }
 
 }  // namespace
 
 Settings draw(soak::Random& random) {
     Settings settings;
-    for (int i = 0; i < kSwitches; i++) settings[i] = anyValue(i, random);
+    for (std::size_t i = 0; i < kSwitches; i++) settings[i] = anyValue(i, random);
     return settings;
 }
 
 Settings altered(Settings settings, soak::Random& random) {
     for (int n = 1 + random.below(3); n > 0; n--) {
-        const int which = random.below(kSwitches);
+        const auto which = static_cast<std::size_t>(random.below(kSwitches));
         settings[which] = anyValue(which, random);
     }
     return settings;

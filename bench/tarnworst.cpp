@@ -106,10 +106,10 @@ class Times {
             lost++;
     }
 
-    float at(double share) {
+    double at(double share) {
         const auto place = all_.begin() + static_cast<long>(share * static_cast<double>(all_.size() - 1));
         std::nth_element(all_.begin(), place, all_.end());
-        return *place;
+        return static_cast<double>(*place);
     }
 
     long lost = 0;  // calls without a time
@@ -119,8 +119,7 @@ class Times {
 };
 
 void print(const char* name, Times& times) {
-    const auto median = static_cast<double>(times.at(0.5)), high = static_cast<double>(times.at(0.9999)),
-               most = static_cast<double>(times.at(1.0));
+    const double median = times.at(0.5), high = times.at(0.9999), most = times.at(1.0);
     std::printf("  %-16s %9.2f %9.2f %9.2f %9.1f %9ld\n", name, 1e-3 * median, 1e-3 * high, 1e-3 * most,
                 high / median, times.lost);
 }
@@ -136,7 +135,7 @@ void timeMode(const char* name, const std::string& settings, std::uint64_t seed,
         warmUp.add([&] { host.cycle(); });
         loop.add([] { fixedWork(kSteps); });
     }
-    const int steps = std::max(1, static_cast<int>(warmUp.at(0.5F) / loop.at(0.5F) * kSteps));
+    const int steps = std::max(1, static_cast<int>(warmUp.at(0.5) / loop.at(0.5) * kSteps));
 
     Times ours(cycles), fixed(cycles), theirs(cycles), nothing(cycles);
     for (long n = 0; n < cycles; n++) {
@@ -320,7 +319,8 @@ void search(int candidates, std::uint64_t seed, Counter& counter) {
         else if (random.oneIn(3))
             one.settings = draw(random);
         else
-            one.settings = altered(best[random.below(static_cast<int>(best.size()))].settings, random);
+            one.settings = altered(
+                best[static_cast<std::size_t>(random.below(static_cast<int>(best.size())))].settings, random);
         one.seed = random.bits() % 1000000;
         one.longest = freshLongestOf(one.settings, one.seed, kCycles, counter);
         const Count most = one.longest.most;

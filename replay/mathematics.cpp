@@ -39,8 +39,8 @@ struct Function {
 constexpr Function kFunctions[] = {
     {"sin", -20.0, 20.0, [](double x, double) { return std::sin(x); }, true},
     {"cos", -20.0, 20.0, [](double x, double) { return std::cos(x); }, true},
-    {"sinf", -20.0, 20.0, [](double x, double) -> double { return std::sin(static_cast<float>(x)); }, true},
-    {"cosf", -20.0, 20.0, [](double x, double) -> double { return std::cos(static_cast<float>(x)); }, true},
+    {"sinf", -20.0, 20.0, [](double x, double) { return double(std::sin(static_cast<float>(x))); }, true},
+    {"cosf", -20.0, 20.0, [](double x, double) { return double(std::cos(static_cast<float>(x))); }, true},
     {"asin", -1.0, 1.0, [](double x, double) { return std::asin(x); }, true},
     {"acos", -1.0, 1.0, [](double x, double) { return std::acos(x); }, true},
     {"atan", -50.0, 50.0, [](double x, double) { return std::atan(x); }, true},

@@ -84,7 +84,7 @@ Result answer(Service number, Result (*service)(A...), const int* elements, A...
 
 void startRecording(const std::filesystem::path& file, const std::string& title, long cycles) {
     const Header header = {kBlockWords, {TARN_RECORDED_CALLS(NAME)}, {TARN_RECORDED_ANSWERS(NAME)}, title};
-    recorder.emplace(Writer(file, header));
+    recorder.emplace(Recorder{.writer = Writer(file, header)});
     recorder->cyclesLeft = cycles;
 }
 

@@ -89,9 +89,9 @@ void putVerdicts(Text& text, const Json& verdicts) {
     for (const auto& [_, verdict] : verdicts.rows) {
         if (!verdict["pass"].is(true)) told.push_back(&verdict);
     }
-    const auto measures = [](const auto& row) { return row.second["limit"].number() > 0.0; };
+    const auto measures = [](const auto& row) { return row.value["limit"].number() > 0.0; };
     const auto first = std::find_if(verdicts.rows.begin(), verdicts.rows.end(), measures);
-    if (told.empty() && first != verdicts.rows.end()) told.push_back(&first->second);
+    if (told.empty() && first != verdicts.rows.end()) told.push_back(&first->value);
     put(text, "<ul>");
     for (std::size_t n = 0; n < std::min(told.size(), kMost); n++) putVerdict(text, *told[n]);
     if (told.size() > kMost) put(text, "<li class=\"bad\">and {} more</li>", told.size() - kMost);
@@ -102,7 +102,7 @@ void putCard(Text& text, const Summary& summary) {
     const Json& json = summary.json;
     const auto& verdicts = json["verdicts"].rows;
     const auto passed = std::count_if(verdicts.begin(), verdicts.end(),
-                                      [](const auto& row) { return row.second["pass"].is(true); });
+                                      [](const auto& row) { return row.value["pass"].is(true); });
     put(text, "<article class=\"{}\">\n<a href=\"{}\">{}<h2>{}</h2></a>\n",
         summary.passed() ? "passes" : "fails", escaped(json["page"].text), json["thumbnail"].text,
         escaped(summary.stem));

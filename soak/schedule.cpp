@@ -270,7 +270,8 @@ void Schedule::setFunctions() {
     mcb.newTeachEnable = digit(r.below(3));
     reactionChanged_ = reactionChanged_ || reactionRuns();
     int margin[6] = {1, 3, 5, 7, 9, 10};
-    tmcSetCollisionPause(digit(r.below(6)), 200 + r.below(1800), r.below(500), r.below(1000), margin);
+    tmcSetCollisionPause(digit(r.below(6)), 200 + r.below(1800), r.below(500), std::max(1, r.below(1000)),
+                         margin);
     float level[6];
     for (float& one : level) one = static_cast<float>(r.oneIn(8) ? 100 : 1 + r.below(10));
     tmcSetCollisionLevel(0, level, 0, 8);

@@ -96,7 +96,7 @@ double modelFrequency(const Arm& arm, const JointStiffness& stiffness, bool load
 }
 
 FlexibleArm flexibleArm(const Arm& arm) {
-    const auto& [bare, loaded] = arm.ranges;
+    const auto &bare = arm.ranges.bare, &loaded = arm.ranges.loaded;
     // The ratio of the two stiffnesses decides how the ranges' ends stand to each other ...
     const auto off = [&](double logRatio) {
         const Extremes is = extremes(arm, {1.0, std::exp(-logRatio)});

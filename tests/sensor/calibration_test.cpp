@@ -116,6 +116,7 @@ TEST(SensorLoad, IsHeldToItsRangeAndPersisted) {
         EXPECT_EQ(tmcSetForceSensorLoadWeight(limit, 6), 0) << type;
         EXPECT_EQ(tmcSetForceSensorLoadWeight(limit + 1e-4, 6), limit < 1e9 ? -1 : 0) << type;
         EXPECT_EQ(tmcSetForceSensorLoadWeight(-1e-6, 6), 0);
+        EXPECT_EQ(mcb.paraError, limit < 1e9 ? zvCtlLoadWeightError : zvCtlParaOK);
         EXPECT_EQ(tmcSetForceSensorLoadWeight(-1.1e-6, 8), -1);
         EXPECT_EQ(mpb.currentLine, 6);
     }

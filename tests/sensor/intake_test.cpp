@@ -110,6 +110,8 @@ TEST(SensorIntake, AnAlarmLineClosesInEveryCycleAndTheReadingGoesOn) {
             uint8_t told = 9;
             EXPECT_EQ(zvmcGetForceSensorState(&told), 0);
             EXPECT_EQ(told, state) << n;
+            EXPECT_EQ(tmcGetForceSensorAct(&told), 0);
+            EXPECT_EQ(told, act) << n;
             EXPECT_EQ(force.endforcedrag.flag, state == 0) << n;
             EXPECT_EQ(force.forceandtorquedrag.status, state == 0) << n;
             EXPECT_NEAR(mpb.forceRCS.fx, -30.0 * act, 1e-12);

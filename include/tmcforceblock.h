@@ -186,7 +186,8 @@ TARN_API int tmcCollisionLevelResume();
 // Sets the reaction to a collision: 0 pause, 1 alarm only, 2 stop; then hand guiding: 3 free for 1000 cycles,
 // 4 on a spring for 5000 cycles, 5 with a decaying push-back. Reaction 5 reads safeTime, 0 to 2000 cycles in
 // hand guiding; safeDistance, 0 to 500 mm of the tool that end it; safeSpeed, cap of the tool speed, mm/s,
-// not checked (with 0 the torque of a tool that stands is no number); safetyMargin[6], decay rate by joint, 1 to 10.
+// not checked (with 0 the torque of a tool that stands is no number); safetyMargin[6], decay rate by joint, 1
+// to 10.
 //
 // Stores mcb.collisionPauseFlag and the four values in mcb.collisionDetection, and persists COLLISION_PAUSE,
 // COLLISION_SAFETIME, COLLISION_SAFEDISTANCE, COLLISION_SAFESPEED, COLLISION_SAFEMARGIN1 to 6. Returns 0, or

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
 
+#include "soak/momentum.h"
 #include "tarnhal/thalintf.h"
 #include "tarnhost/defaults.h"
 #include "tarnhost/log.h"
@@ -14,7 +14,6 @@
 #include "tarnmotioncontrol/tmcmotioncontroller.h"
 #include "tarnmotioncontrol/tmcmotionparamblock.h"
 #include "tmcforceblock.h"
-#include "tmczvoutputmcg.h"
 #include "zvmcforcesensorblock.h"
 #include "zvmcidentifydynamicblock.h"
 #include "zvmctoolblock.h"
@@ -58,7 +57,6 @@ const struct {
 };
 
 constexpr double kBent[6] = {20.0, -80.0, 100.0, -110.0, -90.0, 30.0};
-constexpr double kRadian = std::numbers::pi / 180.0;
 constexpr int kSettle = 50;  // cycles after which a host clears a fault or starts anew what has ended
 constexpr int kShocks = 97;  // cycles from one collision to the next
 constexpr int kLine = 7;     // program line
@@ -330,19 +328,7 @@ void Host::cycle() {
     forceSensorDataProcess(words_);
     zvmcCheckForCollisionError();
     collisionControl();
-    if (is(Observer) != 0) {
-        double angle[6], speed[6], M[36], C[36], G[6], limit[6];
-        double *rowsM[6], *rowsC[6], *rowsG[6];
-        for (int i = 0; i < 6; i++) {
-            angle[i] = mpb.j6.v[i] * kRadian;
-            speed[i] = mpb.j6vel.v[i] * 1000.0 * kRadian;
-            rowsM[i] = M + 6 * i, rowsC[i] = C + 6 * i, rowsG[i] = G + i;
-        }
-        com_M_matrix(angle, {0, 5, 0, 5, M, rowsM});
-        com_C_matrix(angle, speed, {0, 5, 0, 5, C, rowsC});
-        com_G_matrix(angle, {0, 5, 0, 0, G, rowsG});
-        zvmcMomentumObserver(static_cast<int>(time_ % 6), nullptr, M, C, G, nullptr, limit);
-    }
+    if (is(Observer) != 0) soak::observeMomentum(time_);
     zvmcForceSensorDragProcess();
     constForceControl(planned_, &corrected_);
     if (is(Script) != 0) zvmcLoadIdentifyControl();

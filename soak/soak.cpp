@@ -14,12 +14,12 @@
 #include <cstring>
 #include <limits>
 #include <map>
-#include <numbers>
 #include <string>
 
 #include "force_control/drag_state.h"
 #include "soak/arm.h"
 #include "soak/invariants.h"
+#include "soak/momentum.h"
 #include "soak/schedule.h"
 #include "support/cycle_frame.h"
 #include "support/cycle_guard.h"
@@ -29,14 +29,12 @@
 #include "tarntools/tools_config.h"
 #include "tarntools/tools_log.h"
 #include "tmcforceblock.h"
-#include "tmczvoutputmcg.h"
 #include "zvmcforcesensorblock.h"
 #include "zvmcidentifydynamicblock.h"
 
 namespace {
 
 constexpr long kGrowth = 65536;  // bytes: what malloc keeps at hand, and the notes of the run itself
-constexpr double kRadian = std::numbers::pi / 180;
 constexpr double kLargestCurrent = 32767.0;  // a larger one comes round, as one of the other sign may be
 
 struct {
@@ -201,19 +199,7 @@ int main(int argc, char** argv) {
             forceSensorDataProcess(words);
             zvmcCheckForCollisionError();
             collisionControl();
-            if (schedule.observed()) {
-                double angle[6], speed[6], M[36], C[36], G[6], limit[6];
-                double *rowsM[6], *rowsC[6], *rowsG[6];
-                for (int i = 0; i < 6; i++) {
-                    angle[i] = mpb.j6.v[i] * kRadian;
-                    speed[i] = mpb.j6vel.v[i] * 1000.0 * kRadian;
-                    rowsM[i] = M + 6 * i, rowsC[i] = C + 6 * i, rowsG[i] = G + i;
-                }
-                com_M_matrix(angle, {0, 5, 0, 5, M, rowsM});
-                com_C_matrix(angle, speed, {0, 5, 0, 5, C, rowsC});
-                com_G_matrix(angle, {0, 5, 0, 0, G, rowsG});
-                zvmcMomentumObserver(static_cast<int>(cycle % 6), nullptr, M, C, G, nullptr, limit);
-            }
+            if (schedule.observed()) soak::observeMomentum(cycle);
             zvmcForceSensorDragProcess();
             constForceControl(planned, &corrected);
             zvmcLoadIdentifyControl();
